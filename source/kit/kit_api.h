@@ -1,0 +1,33 @@
+#ifndef KIT_API_H
+#define KIT_API_H
+
+/** @file
+ * What marks a name of `kit` for its hosts. The whole library is compiled with hidden visibility, so that a name
+ * without this mark stays inside.
+ */
+
+#include <stdint.h>
+
+#if defined( _WIN32 ) && defined( KIT_BUILD )
+    #define KIT_API __declspec( dllexport )
+#elif defined( _WIN32 )
+    #define KIT_API __declspec( dllimport )
+#else
+    #define KIT_API __attribute__( ( visibility( "default" ) ) )
+#endif
+
+#if defined( __GNUC__ )
+    #define KIT_NORETURN __attribute__( ( noreturn ) )
+#else
+    #define KIT_NORETURN
+#endif
+
+#if defined( __cplusplus )
+    #define KIT_C_BEGIN extern "C" {
+    #define KIT_C_END }
+#else
+    #define KIT_C_BEGIN
+    #define KIT_C_END
+#endif
+
+#endif

@@ -1,0 +1,16 @@
+#include "kit_module.h"
+
+#include "kit_check.h"
+
+void kitModuleStartup( KIT_MODULE *module )
+{
+    KIT_CHECK( module );
+    int32_t started = module->startup();
+    KIT_CHECK( started );
+}
+
+void kitModuleShutdown( KIT_MODULE *module )
+{
+    KIT_CHECK( module );
+    module->shutdown();
+}

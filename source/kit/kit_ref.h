@@ -1,0 +1,115 @@
+#ifndef KIT_REF_H
+#define KIT_REF_H
+
+// C++ only: references, copy-on-write and the standard functions of object types, for the libraries' own sources.
+
+#include "kit_check.h"
+#include "kit_object.h"
+
+#include <atomic>
+#include <cstddef>
+#include <type_traits>
+
+namespace kit {
+
+template <class T> KIT_OBJ *header( T *obj ) { return reinterpret_cast<KIT_OBJ *>( obj ); }
+
+template <class T> auto refCount( T *obj ) { return std::atomic_ref( header( obj )->refCount ); }
+
+template <class T> T *retain( T *obj )
+{
+    if ( obj ) refCount( obj ).fetch_add( 1 );
+    return obj;
+}
+
+template <class T> void release( T *obj )
+{
+    if ( obj && refCount( obj ).fetch_sub( 1 ) == 1 ) kit___ObjFree( header( obj ) );
+}
+
+/// For fields and globals whose time is over: whoever still uses one finds an address that no object has.
+template <class T> void releaseAndPoison( T *&field )
+{
+    release( field );
+    field = reinterpret_cast<T *>( intptr_t{ -1 } );
+}
+
+/// Acquire, so that what another holder read before it let go happens before our writes.
+template <class T> bool isShared( T *obj ) { return refCount( obj ).load( std::memory_order_acquire ) > 1; }
+
+template <class T> void replace( T **handle, T *fresh )
+{
+    T *old = *handle;
+    *handle = fresh;
+    release( old );
+}
+
+template <class T> void makePrivate( T **handle, T *( *copy )(T *))
+{
+    if ( isShared( *handle ) ) replace( handle, copy( *handle ) );
+}
+
+/// Holds a reference of its own to the end of the scope; null is fine.
+template <class T> class Hold {
+public:
+    explicit Hold( T *obj ) : held( retain( obj ) ) {}
+    ~Hold() { release( held ); }
+    Hold( const Hold & ) = delete;
+    Hold &operator=( const Hold & ) = delete;
+
+private:
+    T *held;
+};
+
+template <class T> T *create( KIT_SORT *sort )
+{
+    return reinterpret_cast<T *>( kit___ObjCreate( KIT_SIZEOF( T ), sort ) );
+}
+
+} // namespace kit
+
+/// The test that an untyped `obj` is of a type; destructors open with it.
+#define KIT_CHECK_SORT( library, TYPE ) \
+    KIT_CHECK_IN( "stdfunc from", !obj || kitObjSort(obj)==&library##___sort_##TYPE )
+
+/// The sort record and the eight standard functions of an object type. A macro, because the checks are to name the
+/// file of the type, and because the functions have C names. The structure's first member is `KIT_OBJ header`.
+#define KIT_OBJECT_DEFINE( library, TYPE, prefix, destroy )                                                       \
+    static_assert( std::is_standard_layout_v<TYPE> && offsetof( TYPE, header ) == 0 );                            \
+    KIT_SORT library##___sort_##TYPE = { KIT_STATIC_HEADER( KIT_KIND_SORT ), &library##___module, #TYPE, destroy, \
+        nullptr, nullptr };                                                                                       \
+    KIT_SORT *prefix##Sort( void ) { return &library##___sort_##TYPE; }                                           \
+    KIT_OBJ *prefix##Obj( TYPE *obj ) { return kit::header( obj ); }                                              \
+    TYPE *prefix##From( KIT_OBJ *obj )                                                                            \
+    {                                                                                                             \
+        KIT_CHECK_SORT( library, TYPE );                                                                          \
+        return reinterpret_cast<TYPE *>( obj );                                                                   \
+    }                                                                                                             \
+    TYPE *prefix##Retain( TYPE *obj )                                                                             \
+    {                                                                                                             \
+        KIT_CHECK_IN( "stdfunc retain", obj );                                                                    \
+        return kit::retain( obj );                                                                                \
+    }                                                                                                             \
+    void prefix##Release( TYPE *obj )                                                                             \
+    {                                                                                                             \
+        KIT_CHECK_IN( "stdfunc release", obj );                                                                   \
+        kit::release( obj );                                                                                      \
+    }                                                                                                             \
+    int64_t prefix##Compare( TYPE *objA, TYPE *objB )                                                             \
+    {                                                                                                             \
+        KIT_CHECK_IN( "stdfunc compare a", objA );                                                                \
+        KIT_CHECK_IN( "stdfunc compare b", objB );                                                                \
+        return kitObjCompare( kit::header( objA ), kit::header( objB ) );                                         \
+    }                                                                                                             \
+    int32_t prefix##Equals( TYPE *objA, TYPE *objB )                                                              \
+    {                                                                                                             \
+        return kitObjCompare( kit::header( objA ), kit::header( objB ) ) == 0;                                    \
+    }                                                                                                             \
+    KIT_STRING *prefix##ToString( TYPE *obj )                                                                     \
+    {                                                                                                             \
+        KIT_CHECK_IN( "stdfunc tostring", obj );                                                                  \
+        return kitObjToString( kit::header( obj ) );                                                              \
+    }                                                                                                             \
+    static_assert( true )
+
+#endif
