@@ -1,0 +1,474 @@
+#include "pcm_packet.h"
+
+#include "pcm_convert.h"
+#include "pcm_module.h"
+#include "pcm_samples_stdc.h"
+
+#include "kit/kit_ref.h"
+
+struct PCM_PACKET {
+    KIT_OBJ header;
+    int64_t channels;
+    int64_t frames;
+    PCM_SAMPLE *backing; // frames x channels samples; null exactly without frames
+};
+
+static void pcm___PacketFreeFunc( KIT_OBJ *obj );
+
+KIT_OBJECT_DEFINE( pcm, PCM_PACKET, pcmPacket, pcm___PacketFreeFunc );
+
+static void pcm___PacketFreeFunc( KIT_OBJ *obj )
+{
+    auto *pkt = reinterpret_cast<PCM_PACKET *>( obj );
+    KIT_CHECK( pkt );
+    KIT_CHECK_SORT( pcm, PCM_PACKET );
+    kitMemFree( pkt->backing );
+    kit___ObjDbgSetAllocationSize( obj, 0 );
+}
+
+// The size of a frame in bytes. A channel count that cannot be sized gives a size that no allocator can serve.
+static int64_t frameSize( int64_t channels ) { return kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ); }
+
+static PCM_SAMPLE *allocate( int64_t frames, int64_t channels )
+{
+    return static_cast<PCM_SAMPLE *>( kitMemAllocN( frames, frameSize( channels ) ) );
+}
+
+static void noteSize( PCM_PACKET *pkt )
+{
+    kit___ObjDbgSetAllocationSizeN( &pkt->header, pkt->frames, frameSize( pkt->channels ) );
+}
+
+static PCM_SAMPLE *at( PCM_PACKET *pkt, int64_t idx ) { return pkt->backing + idx * pkt->channels; }
+
+static void setFrames( PCM_PACKET *pkt, int64_t frames )
+{
+    pkt->frames = frames;
+    pkt->backing = static_cast<PCM_SAMPLE *>( kitMemReallocN( pkt->backing, frames, frameSize( pkt->channels ) ) );
+}
+
+static PCM_PACKET *create( int64_t channels )
+{
+    auto *pkt = kit::create<PCM_PACKET>( &pcm___sort_PCM_PACKET );
+    pkt->channels = channels;
+    return pkt;
+}
+
+// Gives a packet that knows its frames a block with a copy of theirs.
+static void copyBlock( PCM_PACKET *pkt, const PCM_SAMPLE *source )
+{
+    int64_t bytes = kit::saturatedMul( pkt->frames, frameSize( pkt->channels ) );
+    pkt->backing = static_cast<PCM_SAMPLE *>( kitMemAlloc( bytes ) );
+    kitMemCopy( pkt->backing, source, bytes );
+    kit___ObjDbgSetAllocationSize( &pkt->header, bytes );
+}
+
+// ---- Creation
+
+PCM_PACKET *pcmPacketCreate( int64_t channels )
+{
+    KIT_CHECK( channels > 0 );
+    return create( channels );
+}
+
+PCM_PACKET *pcmPacketCreateFrom( PCM_PACKET *source )
+{
+    KIT_CHECK( source );
+    PCM_PACKET *pkt = create( source->channels );
+    pkt->frames = source->frames;
+    if ( pkt->frames ) copyBlock( pkt, source->backing );
+    return pkt;
+}
+
+PCM_PACKET *pcmPacketCreateFromSamplesCopy( const PCM_SAMPLE *source, int64_t channels, int64_t frames )
+{
+    KIT_CHECK( channels > 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( frames == 0 || source );
+    KIT_CHECK( KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
+    PCM_PACKET *pkt = create( channels );
+    pkt->frames = frames;
+    if ( !frames ) return pkt;
+    KIT_CHECK( KIT_INT_MUL_OK( pkt->frames, pkt->channels * KIT_SIZEOF( PCM_SAMPLE ) ) );
+    copyBlock( pkt, source );
+    return pkt;
+}
+
+PCM_PACKET *pcmPacketCreateFromSamplesUse( PCM_SAMPLE *source, int64_t channels, int64_t frames )
+{
+    KIT_CHECK( channels > 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( frames == 0 || source );
+    PCM_PACKET *pkt = create( channels );
+    pkt->frames = frames;
+    if ( frames )
+        pkt->backing = source;
+    else
+        kitMemFree( source );
+    noteSize( pkt );
+    return pkt;
+}
+
+// ---- Queries
+
+int64_t pcmPacketChannels( PCM_PACKET *pkt )
+{
+    KIT_CHECK( pkt );
+    return pkt->channels;
+}
+
+int64_t pcmPacketFrames( PCM_PACKET *pkt )
+{
+    KIT_CHECK( pkt );
+    return pkt->frames;
+}
+
+const PCM_SAMPLE *pcmPacketBacking( PCM_PACKET *pkt )
+{
+    KIT_CHECK( pkt );
+    return pkt->backing;
+}
+
+// ---- Changes to the whole packet
+
+PCM_SAMPLE *pcmPacketMutableBacking( PCM_PACKET **pkt )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    kit::makePrivate( pkt, pcmPacketCreateFrom );
+    return ( *pkt )->backing;
+}
+
+void pcmPacketClear( PCM_PACKET **pkt )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    if ( !( *pkt )->frames ) return;
+    if ( kit::isShared( *pkt ) ) kit::replace( pkt, create( ( *pkt )->channels ) );
+    kitMemFree( ( *pkt )->backing );
+    ( *pkt )->frames = 0;
+    ( *pkt )->backing = nullptr;
+    noteSize( *pkt );
+}
+
+void pcmPacketSetChannels( PCM_PACKET **pkt, int64_t channels )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( channels > 0 );
+    KIT_CHECK( KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
+    int64_t frames = ( *pkt )->frames, oldChannels = ( *pkt )->channels;
+    if ( channels == oldChannels ) return;
+    PCM_SAMPLE *block = frames ? allocate( frames, channels ) : nullptr;
+    for ( int64_t c = 0; block && c < channels; ++c ) {
+        if ( c < oldChannels )
+            pcm___SamplesChannelCopy( block, c, channels, ( *pkt )->backing, c, oldChannels, frames );
+        else
+            pcm___SamplesChannelZero( block, c, channels, frames );
+    }
+    if ( kit::isShared( *pkt ) ) kit::replace( pkt, create( channels ) );
+    kitMemFree( ( *pkt )->backing );
+    ( *pkt )->channels = channels;
+    ( *pkt )->frames = frames;
+    ( *pkt )->backing = block;
+    noteSize( *pkt );
+}
+
+void pcmPacketSetFrames( PCM_PACKET **pkt, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( frames >= 0 );
+    int64_t oldFrames = ( *pkt )->frames;
+    if ( frames < oldFrames ) pcmPacketDelOuter( pkt, 0, frames );
+    if ( frames > oldFrames ) pcmPacketInsertZero( pkt, oldFrames, frames - oldFrames );
+}
+
+// ---- Frame editing: the steps that all verbs are made of
+
+// Makes room for frames at idx; the caller writes all of them. A position behind the end goes through untouched to
+// the position test of the caller's write step, before any sample moves.
+static void pcm___PacketOpenGap( PCM_PACKET **pkt, int64_t idx, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( idx >= 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( idx, frames ) );
+    KIT_CHECK( KIT_INT_ADD_OK( (*pkt)->frames, frames ) );
+    int64_t oldFrames = ( *pkt )->frames, channels = ( *pkt )->channels;
+    if ( !frames || idx > oldFrames ) return;
+    int64_t head = idx * channels, tail = ( oldFrames - idx ) * channels;
+    if ( !kit::isShared( *pkt ) ) {
+        setFrames( *pkt, oldFrames + frames );
+        pcm___SamplesMove( at( *pkt, idx + frames ), at( *pkt, idx ), tail );
+    } else {
+        PCM_PACKET *fresh = create( channels );
+        setFrames( fresh, oldFrames + frames );
+        pcm___SamplesCopy( fresh->backing, ( *pkt )->backing, head );
+        pcm___SamplesCopy( at( fresh, idx + frames ), ( *pkt )->backing + head, tail );
+        kit::replace( pkt, fresh );
+    }
+    noteSize( *pkt );
+}
+
+void pcmPacketWriteInner( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( idx >= 0 );
+    KIT_CHECK( source );
+    KIT_CHECK( offset >= 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( offset, frames ) );
+    KIT_CHECK( offset + frames <= source->frames );
+    KIT_CHECK( KIT_INT_ADD_OK( idx, frames ) );
+    KIT_CHECK( idx + frames <= (*pkt)->frames );
+    KIT_CHECK( (*pkt)->channels == source->channels );
+    if ( !frames ) return;
+    kit::Hold self( *pkt == source ? source : nullptr );
+    kit::makePrivate( pkt, pcmPacketCreateFrom );
+    pcm___SamplesCopy( at( *pkt, idx ), at( source, offset ), frames * source->channels );
+}
+
+void pcmPacketWriteOuter( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( idx >= 0 );
+    KIT_CHECK( source );
+    KIT_CHECK( offset >= 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( offset, frames ) );
+    KIT_CHECK( offset + frames <= source->frames );
+    KIT_CHECK( KIT_INT_ADD_OK( idx, source->frames - frames ) );
+    KIT_CHECK( idx + (source->frames - frames) <= (*pkt)->frames );
+    KIT_CHECK( (*pkt)->channels == source->channels );
+    if ( frames == source->frames ) return;
+    kit::Hold self( *pkt == source ? source : nullptr );
+    kit::makePrivate( pkt, pcmPacketCreateFrom );
+    int64_t behind = offset + frames;
+    pcm___SamplesCopy( at( *pkt, idx ), source->backing, offset * source->channels );
+    pcm___SamplesCopy(
+        at( *pkt, idx + offset ), at( source, behind ), ( source->frames - behind ) * source->channels );
+}
+
+void pcmPacketWriteZero( PCM_PACKET **pkt, int64_t idx, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( idx >= 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( idx, frames ) );
+    KIT_CHECK( idx + frames <= (*pkt)->frames );
+    if ( !frames ) return;
+    kit::makePrivate( pkt, pcmPacketCreateFrom );
+    pcm___SamplesZero( at( *pkt, idx ), frames * ( *pkt )->channels );
+}
+
+void pcmPacketInsertInner( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    kit::Hold self( *pkt == source ? source : nullptr );
+    pcm___PacketOpenGap( pkt, idx, frames );
+    pcmPacketWriteInner( pkt, idx, source, offset, frames );
+}
+
+void pcmPacketInsertOuter( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( source );
+    KIT_CHECK( KIT_INT_SUB_OK( source->frames, frames ) );
+    kit::Hold self( *pkt == source ? source : nullptr );
+    pcm___PacketOpenGap( pkt, idx, source->frames - frames );
+    pcmPacketWriteOuter( pkt, idx, source, offset, frames );
+}
+
+void pcmPacketInsertZero( PCM_PACKET **pkt, int64_t idx, int64_t frames )
+{
+    pcm___PacketOpenGap( pkt, idx, frames );
+    pcmPacketWriteZero( pkt, idx, frames );
+}
+
+void pcmPacketDelInner( PCM_PACKET **pkt, int64_t idx, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( idx >= 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( idx, frames ) );
+    KIT_CHECK( idx + frames <= (*pkt)->frames );
+    if ( !frames ) return;
+    int64_t oldFrames = ( *pkt )->frames, behind = idx + frames;
+    if ( frames == oldFrames ) return pcmPacketClear( pkt );
+    if ( !kit::isShared( *pkt ) ) {
+        pcm___SamplesMove( at( *pkt, idx ), at( *pkt, behind ), ( oldFrames - behind ) * ( *pkt )->channels );
+        setFrames( *pkt, oldFrames - frames );
+    } else {
+        PCM_PACKET *fresh = create( ( *pkt )->channels );
+        pcmPacketInsertOuter( &fresh, 0, *pkt, idx, frames );
+        kit::replace( pkt, fresh );
+    }
+    noteSize( *pkt );
+}
+
+void pcmPacketDelOuter( PCM_PACKET **pkt, int64_t idx, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( idx >= 0 );
+    KIT_CHECK( frames >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( idx, frames ) );
+    KIT_CHECK( idx + frames <= (*pkt)->frames );
+    if ( !frames ) return pcmPacketClear( pkt );
+    if ( frames == ( *pkt )->frames ) return;
+    if ( !kit::isShared( *pkt ) ) {
+        pcm___SamplesMove( ( *pkt )->backing, at( *pkt, idx ), frames * ( *pkt )->channels );
+        setFrames( *pkt, frames );
+    } else {
+        PCM_PACKET *fresh = create( ( *pkt )->channels );
+        pcmPacketInsertInner( &fresh, 0, *pkt, idx, frames );
+        kit::replace( pkt, fresh );
+    }
+    noteSize( *pkt );
+}
+
+// ---- Frame editing: the verbs. Each helper runs the tests that come before its number may be taken.
+
+static int64_t end( PCM_PACKET **pkt )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    return ( *pkt )->frames;
+}
+
+static int64_t whole( PCM_PACKET *source )
+{
+    KIT_CHECK( source );
+    return source->frames;
+}
+
+static int64_t trailing( PCM_PACKET *source, int64_t frames )
+{
+    KIT_CHECK( source );
+    KIT_CHECK( KIT_INT_SUB_OK( source->frames, frames ) );
+    return source->frames - frames;
+}
+
+void pcmPacketWrite( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source )
+{
+    pcmPacketWriteInner( pkt, idx, source, 0, whole( source ) );
+}
+
+void pcmPacketWriteLeading( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames )
+{
+    pcmPacketWriteInner( pkt, idx, source, 0, frames );
+}
+
+void pcmPacketWriteTrailing( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames )
+{
+    pcmPacketWriteInner( pkt, idx, source, trailing( source, frames ), frames );
+}
+
+void pcmPacketInsert( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source )
+{
+    pcmPacketInsertInner( pkt, idx, source, 0, whole( source ) );
+}
+
+void pcmPacketInsertLeading( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames )
+{
+    KIT_CHECK( source );
+    pcmPacketInsertInner( pkt, idx, source, 0, frames );
+}
+
+void pcmPacketInsertTrailing( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames )
+{
+    pcmPacketInsertInner( pkt, idx, source, trailing( source, frames ), frames );
+}
+
+void pcmPacketAppend( PCM_PACKET **pkt, PCM_PACKET *source ) { pcmPacketInsert( pkt, end( pkt ), source ); }
+
+void pcmPacketAppendInner( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    pcmPacketInsertInner( pkt, end( pkt ), source, offset, frames );
+}
+
+void pcmPacketAppendOuter( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    pcmPacketInsertOuter( pkt, end( pkt ), source, offset, frames );
+}
+
+void pcmPacketAppendLeading( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames )
+{
+    pcmPacketInsertLeading( pkt, end( pkt ), source, frames );
+}
+
+void pcmPacketAppendTrailing( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames )
+{
+    pcmPacketInsertTrailing( pkt, end( pkt ), source, frames );
+}
+
+void pcmPacketAppendZero( PCM_PACKET **pkt, int64_t frames ) { pcmPacketInsertZero( pkt, end( pkt ), frames ); }
+
+void pcmPacketPrepend( PCM_PACKET **pkt, PCM_PACKET *source ) { pcmPacketInsert( pkt, 0, source ); }
+
+void pcmPacketPrependInner( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    pcmPacketInsertInner( pkt, 0, source, offset, frames );
+}
+
+void pcmPacketPrependOuter( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames )
+{
+    pcmPacketInsertOuter( pkt, 0, source, offset, frames );
+}
+
+void pcmPacketPrependLeading( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames )
+{
+    pcmPacketInsertLeading( pkt, 0, source, frames );
+}
+
+void pcmPacketPrependTrailing( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames )
+{
+    pcmPacketInsertTrailing( pkt, 0, source, frames );
+}
+
+void pcmPacketPrependZero( PCM_PACKET **pkt, int64_t frames ) { pcmPacketInsertZero( pkt, 0, frames ); }
+
+void pcmPacketDelLeading( PCM_PACKET **pkt, int64_t frames ) { pcmPacketDelInner( pkt, 0, frames ); }
+
+void pcmPacketDelTrailing( PCM_PACKET **pkt, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( KIT_INT_SUB_OK( (*pkt)->frames, frames ) );
+    pcmPacketDelInner( pkt, ( *pkt )->frames - frames, frames );
+}
+
+// ---- Encoded bytes
+
+KIT_BUFFER *pcmPacketEncode( PCM_PACKET *pkt, PCM_ENCODING encoding )
+{
+    KIT_CHECK( pkt );
+    int64_t length = pcmEncodingSizeofFrame( encoding, pkt->channels );
+    KIT_CHECK( KIT_INT_MUL_OK( length, pkt->frames ) );
+    int64_t bytes = length * pkt->frames;
+    if ( !bytes ) return kitBufferCreate();
+    void *block = kitMemAlloc( bytes );
+    pcm___Convert( block, encoding, pkt->backing, 0, pkt->channels * pkt->frames );
+    return kitBufferCreateFromBytesUse( block, bytes );
+}
+
+PCM_PACKET *pcmPacketTryDecode( KIT_BUFFER *source, PCM_ENCODING encoding, int64_t channels )
+{
+    KIT_CHECK( source );
+    KIT_CHECK( channels > 0 );
+    int64_t size = pcmEncodingSizeofFrame( encoding, channels );
+    int64_t length = kitBufferLength( source ), frames = length / size;
+    if ( length % size ) return nullptr;
+    PCM_SAMPLE *block = nullptr;
+    if ( frames ) {
+        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( frames, pcmEncodingSizeofFrame( 0, channels ) ) );
+        pcm___Convert( block, 0, kitBufferBacking( source ), encoding, frames * channels );
+    }
+    return pcmPacketCreateFromSamplesUse( block, channels, frames );
+}
