@@ -1,2 +1,255 @@
-#include <gtest/gtest.h>
-#include <kit/kit.h>
+#include "support.h"
+
+#include "kit/kit_check.h"
+
+#include <algorithm>
+#include <bitset>
+#include <chrono>
+#include <cmath>
+#include <deque>
+#include <limits>
+#include <map>
+#include <memory>
+
+// A refused allocation goes back to the caller, as it does without sanitizers.
+extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
+
+namespace {
+
+using test::Ref, test::String, test::string, test::text;
+
+constexpr int64_t most = INT64_MAX, least = INT64_MIN;
+
+class Kit : public testing::Test {
+    test::NoLeaks noLeaks;
+};
+
+TEST_F( Kit, AbortWritesOneLineAndEnds )
+{
+    auto aborts = testing::KilledBySignal( SIGABRT );
+    EXPECT_EXIT( kit___Abort( "the context", "a/file", 4711, "a < b" ), aborts,
+        "^[^\n]*a/file[^\n]*4711[^\n]*the context[^\n]*a < b[^\n]*\n$" );
+    EXPECT_EXIT( kit___Abort( nullptr, "a/file", 4711, nullptr ), aborts, "^[^\n]*a/file[^\n]*4711[^\n]*\n$" );
+    EXPECT_EXIT( kitMemAlloc( most ), aborts, "source/kit/kit_memory[^\n]*out of memory[^\n]*\n$" );
+}
+
+TEST_F( Kit, MemoryServesAnySizeAndKeepsWhatFits )
+{
+    for ( void *none : { kitMemAlloc( 0 ), kitMemAllocN( 0, most ), kitMemAllocN( most, 0 ),
+              kitMemReallocN( nullptr, 0, 8 ), kitMemReallocN( kitMemAlloc( 9 ), 0, 8 ) } ) {
+        EXPECT_NE( none, nullptr );
+        kitMemFree( none );
+    }
+    kitMemFree( nullptr );
+    kitMemCopy( nullptr, nullptr, 0 );
+    kitMemCopyN( nullptr, nullptr, 0, 4 );
+    kitMemMoveN( nullptr, nullptr, 0, 4 );
+    kitMemSetN( nullptr, 1, 0, 4 );
+
+    auto *block = static_cast<char *>( kitMemReallocN( nullptr, 2, 5 ) );
+    kitMemCopy( block, "0123456789", 10 );
+    block = static_cast<char *>( kitMemReallocN( block, 3, 5 ) );
+    kitMemMoveN( block + 2, block, 4, 2 );
+    kitMemSetN( block + 10, 'x', 2, 2 );
+    kitMemCopyN( block + 14, "!", 1, 1 );
+    EXPECT_EQ( std::string( block, 15 ), "0101234567xxxx!" );
+    kitMemMoveN( block, block + 2, 4, 2 );
+    EXPECT_EQ( std::string( block, 15 ), "0123456767xxxx!" );
+    kitMemFree( block );
+}
+
+TEST_F( Kit, StringsAndBuffersHoldTheirBytes )
+{
+    const char bytes[] = "with\0nul";
+    String whole = kitStringCreateFromCstr( bytes, 8 ), end = kitStringCreateFromCstr( bytes, -1 );
+    EXPECT_EQ( text( whole ), std::string( bytes, 8 ) );
+    EXPECT_EQ( kitStringBacking( whole )[8], 0 );
+    EXPECT_EQ( text( end ), "with" );
+    EXPECT_EQ( text( kitStringCreateFromCstr( nullptr, 0 ) ), "" );
+    EXPECT_EQ( text( kitObjToString( whole.header() ) ), text( whole ) );
+    EXPECT_GT( kitObjCompare( whole.header(), end.header() ), 0 );
+    EXPECT_LT( kitObjCompare( end.header(), whole.header() ), 0 );
+    EXPECT_EQ( kitObjCompare( end.header(), string( "with" ).header() ), 0 );
+
+    void *block = kitMemAlloc( 3 );
+    Ref<KIT_BUFFER> empty = kitBufferCreate(), buffer = kitBufferCreateFromBytesUse( block, 3 );
+    EXPECT_EQ( kitBufferLength( empty ), 0 );
+    EXPECT_EQ( kitBufferLength( buffer ), 3 );
+    EXPECT_EQ( kitBufferBacking( buffer ), block );
+}
+
+TEST_F( Kit, VectorsWalkAtRandomWithTheirModel )
+{
+    using Model = std::deque<KIT_OBJ *>;
+    struct Holder {
+        Ref<KIT_VECTOR> vector = kitVectorCreate();
+        std::shared_ptr<Model> model = std::make_shared<Model>(); // shared where the vectors are
+        Model &own()
+        {
+            if ( model.use_count() > 1 ) model = std::make_shared<Model>( *model );
+            return *model;
+        }
+    };
+    std::mt19937 random( 1 );
+    auto upTo = [&]( size_t highest ) { return random() % ( highest + 1 ); };
+    std::vector<String> objects;
+    for ( int i = 0; i < 5; ++i ) objects.push_back( string( "item" ) );
+    std::vector<Holder> holders( 4 );
+    for ( int step = 0; step < 20000; ++step ) {
+        SCOPED_TRACE( step );
+        Holder &holder = holders[upTo( 3 )];
+        size_t verb = upTo( 99 );
+        if ( verb < 50 ) {
+            KIT_OBJ *obj = objects[upTo( 4 )].header();
+            kitVectorAppendObj( &holder.vector, obj );
+            holder.own().push_back( obj );
+        } else if ( verb < 90 ) {
+            KIT_OBJ *expected = holder.model->empty() ? nullptr : holder.own().front();
+            Ref<KIT_OBJ> obj = kitVectorUnshift( &holder.vector );
+            ASSERT_EQ( obj, expected );
+            if ( expected ) holder.model->pop_front();
+        } else if ( verb < 99 ) {
+            holder = holders[upTo( 3 )];
+        } else {
+            kitVectorClear( &holder.vector );
+            if ( !holder.model->empty() ) holder.model = std::make_shared<Model>();
+        }
+        std::map<Model *, KIT_VECTOR *> vectors;
+        for ( auto &[vector, model] : holders ) {
+            ASSERT_EQ( kitVectorLength( vector ), int64_t( model->size() ) );
+            ASSERT_EQ( vectors.emplace( model.get(), vector ).first->second, vector );
+            ASSERT_EQ( vector.count(), model.use_count() );
+        }
+        for ( auto &object : objects ) {
+            int64_t count = 1;
+            for ( auto &[model, vector] : vectors )
+                count += std::count( model->begin(), model->end(), object.header() );
+            ASSERT_EQ( object.count(), count );
+        }
+    }
+}
+
+TEST_F( Kit, VectorsGiveTheirFrontInConstantTime )
+{
+    Ref<KIT_VECTOR> vector = kitVectorCreate();
+    String item = string( "item" );
+    for ( int i = 0; i < 100000; ++i ) kitVectorAppendObj( &vector, item.header() );
+    auto start = std::chrono::steady_clock::now();
+    for ( int i = 0; i < 1000000; ++i ) {
+        kitVectorAppendObj( &vector, item.header() );
+        kitObjRelease( kitVectorUnshift( &vector ) );
+    }
+    EXPECT_LT( std::chrono::steady_clock::now() - start, std::chrono::seconds( 10 ) ); // minutes if all would move
+}
+
+TEST_F( Kit, FlagSetsReadAndWriteTheirNames )
+{
+    constexpr uint64_t top = uint64_t{ 1 } << 63;
+    Ref<KIT_FLAGSET> set = kitFlagsetCreate();
+    kitFlagsetSetFlagCstr( &set, "ONE", -1, 1 );
+    kitFlagsetSetFlagCstr( &set, "TOP!", 3, top );
+    Ref<KIT_FLAGSET> old = set;
+    kitFlagsetSetFlagCstr( &set, "TWO", -1, 2 );
+    kitFlagsetSetFlagCstr( &set, "ONE", -1, 4 );
+    EXPECT_EQ( old.count(), 1 );
+    const struct {
+        const char *text;
+        uint64_t old, set;
+    } rows[] = { { "ONE", 1, 4 }, { "TOP|ONE", 1 | top, 4 | top }, { " TOP\t|\r\n ONE ", 1 | top, 4 | top },
+        { "|ONE||", 1, 4 }, { "0", 0, 0 }, { "", 0, 0 }, { " | ", 0, 0 }, { "TWO | TOP | 7", top, 2 | top },
+        { "one", 0, 0 }, { "ONE TOP", 0, 0 }, { "ON", 0, 0 }, { "ONES", 0, 0 } };
+    for ( auto &row : rows ) {
+        EXPECT_EQ( kitFlagsetParse( old, string( row.text ) ), row.old ) << row.text;
+        EXPECT_EQ( kitFlagsetParse( set, string( row.text ) ), row.set ) << row.text;
+    }
+    EXPECT_EQ( text( kitFlagsetGenerate( set, ~uint64_t{ 0 } ) ), "ONE | TOP | TWO" );
+    EXPECT_EQ( text( kitFlagsetGenerate( old, ~uint64_t{ 0 } ) ), "ONE | TOP" );
+    EXPECT_EQ( text( kitFlagsetGenerate( set, 2 | 1 ) ), "TWO" );
+    EXPECT_EQ( text( kitFlagsetGenerate( set, 1 ) ), "0" );
+    EXPECT_EQ( kitFlagsetHasFlagCstr( set, "TWO!", 3 ), 1 );
+    EXPECT_EQ( kitFlagsetHasFlagCstr( set, "TWO", 2 ), 0 );
+    EXPECT_EQ( kitFlagsetHasFlagCstr( old, "TWO", -1 ), 0 );
+}
+
+TEST_F( Kit, EnumerationsReadAndWriteTheirNames )
+{
+    Ref<KIT_ENUM> set = kitEnumCreate();
+    kitEnumSetEnumerantCstr( &set, "RED", -1, 0 );
+    kitEnumSetEnumerantCstr( &set, "BLUE?", 4, least );
+    Ref<KIT_ENUM> old = set;
+    kitEnumSetEnumerantCstr( &set, "CYAN", -1, least );
+    for ( auto [name, value] : { std::pair( "RED", int64_t{ 0 } ), { "BLUE", least }, { "CYAN", least }, { "", -1 },
+              { "red", -1 }, { " RED", -1 }, { "RE", -1 }, { "0", -1 } } )
+        EXPECT_EQ( kitEnumParse( set, string( name ) ), value ) << name;
+    EXPECT_EQ( kitEnumParse( old, string( "CYAN" ) ), -1 );
+    for ( auto [value, name] : { std::pair( int64_t{ 0 }, "RED" ), { least, "BLUE" }, { 1, "" } } )
+        EXPECT_EQ( text( kitEnumGenerate( set, value ) ), name );
+}
+
+TEST_F( Kit, RealsCompareExactly )
+{
+    using Limits = std::numeric_limits<double>;
+    const double huge = Limits::max(), tiny = Limits::denorm_min(), nan = Limits::quiet_NaN();
+    const double ordered[] = { -INFINITY, -huge, -1, std::nextafter( -1.0, 0.0 ), -tiny, 0, tiny,
+        std::nextafter( 1.0, 0.0 ), 1, std::nextafter( 1.0, 2.0 ), 200, huge, INFINITY };
+    for ( auto &a : ordered ) {
+        for ( auto &b : ordered ) {
+            int64_t order = kitRealCompare( a, b );
+            EXPECT_EQ( ( order > 0 ) - ( order < 0 ), ( &a > &b ) - ( &a < &b ) ) << a << " " << b;
+            EXPECT_EQ( kitRealEquals( a, b ), &a == &b ) << a << " " << b;
+        }
+        EXPECT_FALSE( kitRealEquals( a, nan ) || kitRealEquals( nan, a ) || kitRealIsNan( a ) );
+        EXPECT_EQ( kitRealIsFinite( a ), std::abs( a ) <= huge );
+    }
+    EXPECT_TRUE( kitRealEquals( 0.0, -0.0 ) && kitRealCompare( 0.0, -0.0 ) == 0 );
+    EXPECT_TRUE( kitRealIsNan( nan ) && !kitRealIsFinite( nan ) && !kitRealEquals( nan, nan ) );
+}
+
+TEST_F( Kit, IntegersFitWhereTheWideResultDoes )
+{
+    static_assert( !KIT_INT_MUL_OK( least, -1 ) && kit::saturatedMul( most, 2 ) == most && KIT_SIZEOF( float ) == 4 );
+    const int64_t edges[] = { least, least + 1, least / 2, INT32_MIN - int64_t{ 1 }, INT32_MIN, -3037000500, -2, -1,
+        0, 1, 2, INT32_MAX, INT32_MAX + int64_t{ 1 }, 3037000499, 3037000500, most / 2, most / 2 + 1, most - 1,
+        most };
+    auto fits = []( __int128 wide ) { return wide >= least && wide <= most; };
+    for ( int64_t a : edges ) {
+        for ( int64_t b : edges ) {
+            __int128 wide = a, product = wide * b;
+            EXPECT_EQ( KIT_INT_ADD_OK( a, b ), fits( wide + b ) ) << a << " + " << b;
+            EXPECT_EQ( KIT_INT_SUB_OK( a, b ), fits( wide - b ) ) << a << " - " << b;
+            EXPECT_EQ( KIT_INT_MUL_OK( a, b ), fits( product ) ) << a << " * " << b;
+            EXPECT_EQ( kit::saturatedMul( a, b ), fits( product ) ? int64_t( product ) : most ) << a << " * " << b;
+            EXPECT_EQ( kitIntMin( a, b ), std::min( a, b ) );
+            EXPECT_EQ( kitIntMax( a, b ), std::max( a, b ) );
+        }
+        EXPECT_EQ( KIT_INT_TO_SIGNED_INT_CONV_OK( a ), a >= INT32_MIN && a <= INT32_MAX ) << a;
+        EXPECT_EQ( KIT_INT_TO_SIGNED_LONG_CONV_OK( a ), a >= INT32_MIN && a <= INT32_MAX ) << a;
+        EXPECT_EQ( kitIntBitCount( uint64_t( a ) ), int64_t( std::bitset<64>( uint64_t( a ) ).count() ) ) << a;
+    }
+}
+
+TEST_F( Kit, RandomNumbersCoverTheirRangeEvenly )
+{
+    uint64_t set = 0, clear = 0;
+    for ( int i = 0; i < 1000; ++i ) {
+        uint64_t random = uint64_t( kitRandomInt() );
+        set |= random;
+        clear |= ~random;
+    }
+    EXPECT_EQ( set & clear, ~uint64_t{ 0 } );
+
+    // Thirds of the range. Plain remainders of 64 bits would give only a quarter to the last third of the last row.
+    for ( auto [low, high] : { std::pair( int64_t{ 5 }, int64_t{ 8 } ), { 0, 3 }, { most - 3, most }, { 0, most },
+              { 0, int64_t{ 3 } << 61 } } ) {
+        int hits[3] = {};
+        for ( int i = 0; i < 30000; ++i ) {
+            int64_t random = kitRandomNonNegativeIntRange( low, high );
+            ASSERT_TRUE( random >= low && random < high ) << random;
+            ++hits[std::min<int64_t>( ( random - low ) / ( ( high - low ) / 3 ), 2 )];
+        }
+        for ( int hit : hits ) EXPECT_NEAR( hit, 10000, 600 ) << low << " to " << high;
+    }
+}
+
+} // namespace

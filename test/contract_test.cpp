@@ -1,0 +1,359 @@
+#include "support.h"
+
+#include <pcm/pcm_samples_stdc.h>
+#include <samplerate.h>
+
+#include <cmath>
+#include <cstring>
+#include <dlfcn.h>
+#include <functional>
+
+// Every condition whose breaking ends the process. A call breaks the condition of its row and, where that can be,
+// those that are tested behind it: with the next one first, it would end with another text.
+
+namespace {
+
+constexpr auto null = nullptr;
+constexpr int64_t most = INT64_MAX, least = INT64_MIN, tooMany = int64_t{ 1 } << 61;
+float block[8];
+
+// What the calls get. The process ends with it, so nothing is released.
+
+template <class T> T **held( T *object ) { return new T *( object ); }
+
+/// Writes one of an object's 8-byte words: five of the header, then its fields.
+template <class T, class Value> T *poked( T *object, int index, Value value )
+{
+    reinterpret_cast<Value *>( object )[index] = value;
+    return object;
+}
+
+/// Says that it is larger than any memory; nobody may read it.
+PCM_PACKET *vast( int64_t frames, int64_t channels )
+{
+    return pcmPacketCreateFromSamplesUse( static_cast<float *>( kitMemAlloc( 64 ) ), channels, frames );
+}
+
+KIT_BUFFER *bytes( int64_t length = 8 ) { return kitBufferCreateFromBytesUse( kitMemAlloc( 64 ), length ); }
+
+PCM_PACKET *source( int64_t frames = 5, int64_t channels = 2 ) { return test::packet( frames, channels ).release(); }
+PCM_PACKET *odd() { return source( 5, 3 ); }
+PCM_PACKET **pkt() { return held( source( 3 ) ); }
+PCM_PACKET **none() { return held<PCM_PACKET>( null ); }
+
+PCM_PACKET_QUEUE **noQueue() { return held<PCM_PACKET_QUEUE>( null ); }
+PCM_PACKET_QUEUE **emptyQueue() { return held( pcmPacketQueueCreate( 2 ) ); }
+PCM_PACKET_QUEUE **queue()
+{
+    PCM_PACKET_QUEUE **queue = emptyQueue();
+    pcmPacketQueueWrite( queue, source() );
+    return queue;
+}
+/// Without a current packet, but with used frames of one.
+PCM_PACKET_QUEUE **usedQueue() { return held( poked( *queue(), 8, int64_t{ 1 } ) ); }
+
+PCM_SRC *src( int64_t rate = 1 ) { return pcmSrcTryCreate( PCM_SRC_TYPE_ZERO_ORDER_HOLD, rate, 1, 2 ); }
+
+// Some conditions no argument can break. What stands behind them is reached through the dynamic symbol table, so a
+// call can have it answer as it likes.
+#define STAND_IN( Result, name, parameters, arguments, ... )                                       \
+    std::function<Result parameters> fake_##name;                                                  \
+    extern "C" Result name parameters __VA_ARGS__                                                  \
+    {                                                                                              \
+        static auto *real = reinterpret_cast<Result( * ) parameters>( dlsym( RTLD_NEXT, #name ) ); \
+        return fake_##name ? fake_##name arguments : real arguments;                               \
+    }
+
+STAND_IN( int32_t, kitFlagsetHasFlagCstr, ( const KIT_FLAGSET *set, const char *name, int64_t length ),
+    ( set, name, length ) )
+STAND_IN( int64_t, kitVectorLength, ( const KIT_VECTOR *vector ), ( vector ) )
+STAND_IN( int, src_process, ( SRC_STATE * state, SRC_DATA *data ), ( state, data ) )
+STAND_IN( double, pow, ( double x, double y ), ( x, y ), noexcept )
+STAND_IN( double, log10, ( double x ), ( x ), noexcept )
+
+PCM_PACKET_QUEUE **fullQueue()
+{
+    fake_kitVectorLength = []( auto ) { return most; };
+    return emptyQueue();
+}
+
+/// A level or a gain for which the mathematical library has this answer.
+void convertWith( double ( *convert )( double ), double answer )
+{
+    fake_log10 = [=]( double ) { return answer; };
+    fake_pow = [=]( double, double ) { return answer; };
+    convert( 2 );
+}
+
+/// A write whose first pass says that it used and made so many frames, with another ratio for the second pass.
+void convert( long used, long made, int result = 0, double ratio = 1, int64_t frames = 5 )
+{
+    PCM_SRC *to = src();
+    fake_src_process = [=]( SRC_STATE *, SRC_DATA *data ) {
+        data->input_frames_used = used;
+        data->output_frames_gen = made;
+        poked( to, 10, ratio );
+        return result;
+    };
+    pcmSrcWrite( to, source( frames ) );
+}
+
+#define CALL( ... ) [] { __VA_ARGS__; }
+#define DO( name, ... ) CALL( pcm##name( __VA_ARGS__ ) )
+#define ON_NO_ADDRESS( name, ... ) DO( name, null __VA_OPT__(, ) __VA_ARGS__ ),
+#define ON_NO_PACKET( name, ... ) DO( name, none() __VA_OPT__(, ) __VA_ARGS__ ),
+#define ON_NO_QUEUE( name, ... ) DO( name, noQueue() __VA_OPT__(, ) __VA_ARGS__ ),
+
+// Tables, and packed as such.
+// clang-format off
+
+// What tests the address of its handle and the handle before all else.
+#define EDITS( X ) \
+    X( PacketMutableBacking ) X( PacketClear ) X( PacketSetChannels, least ) X( PacketSetFrames, -1 ) \
+    X( PacketWriteInner, -1, null, -1, -1 ) X( PacketWriteOuter, -1, null, -1, -1 ) \
+    X( PacketWriteLeading, -1, null, -1 ) X( PacketWriteZero, -1, -1 ) \
+    X( PacketDelInner, -1, -1 ) X( PacketDelOuter, -1, -1 ) X( PacketDelLeading, -1 ) X( PacketDelTrailing, least ) \
+    X( PacketInsertInner, -1, null, -1, -1 ) X( PacketInsertZero, -1, -1 ) X( PacketAppend, null ) \
+    X( PacketAppendInner, null, -1, -1 ) X( PacketAppendOuter, null, -1, -1 ) X( PacketAppendLeading, null, -1 ) \
+    X( PacketAppendTrailing, null, -1 ) X( PacketAppendZero, -1 ) \
+    X( PacketPrependInner, null, -1, -1 ) X( PacketPrependZero, -1 )
+#define QUEUE_CHANGES( X ) \
+    X( PacketQueueWrite, null ) X( PacketQueueRead ) X( PacketQueueGather, -1 ) X( PacketQueueClear ) \
+    X( PacketQueueGatherSamples, null, -1 ) X( PacketQueueGatherSamplesAdd, null, -1 )
+#define LEVELS( X ) X( LevelAdjust, NAN ) X( LevelAdjustLinearGain, NAN )
+
+// Functions with the same arguments and tests.
+#define WRITE( ... ) DO( PacketWriteInner, __VA_ARGS__ ), DO( PacketWriteOuter, __VA_ARGS__ )
+#define DEL( ... ) DO( PacketDelInner, __VA_ARGS__ ), DO( PacketDelOuter, __VA_ARGS__ )
+#define GATHER( ... ) DO( PacketQueueGatherSamples, __VA_ARGS__ ), DO( PacketQueueGatherSamplesAdd, __VA_ARGS__ )
+#define FLAT( ... ) DO( ___SamplesAdd, __VA_ARGS__ ), DO( ___SamplesMul, __VA_ARGS__ )
+#define ONE_CHANNEL( ... ) DO( ___SamplesChannelZero, __VA_ARGS__ ), DO( ___SamplesChannelScale, __VA_ARGS__, 2 )
+#define CHANNEL( ... ) \
+    DO( ___SamplesChannelCopy, __VA_ARGS__ ), \
+    DO( ___SamplesChannelAdd, __VA_ARGS__ ), DO( ___SamplesChannelMul, __VA_ARGS__ )
+
+#define IS_SORT( TYPE ) "!obj || kitObjSort(obj)==&pcm___sort_" #TYPE
+#define STANDARD( TYPE, prefix, obj, other ) \
+    { IS_SORT( TYPE ), { CALL( prefix##From( other ) ) }, "stdfunc from" }, \
+    { "obj", { CALL( prefix##Retain( null ) ) }, "stdfunc retain" }, \
+    { "obj", { CALL( prefix##Release( null ) ) }, "stdfunc release" }, \
+    { "obj", { CALL( prefix##ToString( null ) ) }, "stdfunc tostring" }, \
+    { "objA", { CALL( prefix##Compare( null, null ) ) }, "stdfunc compare a" }, \
+    { "objB", { CALL( prefix##Compare( obj, null ) ) }, "stdfunc compare b" }
+#define DESTRUCTOR( TYPE, prefix, parameter, other ) \
+    { parameter, { CALL( prefix##Sort()->destructor( null ) ) } }, \
+    { IS_SORT( TYPE ), { CALL( prefix##Sort()->destructor( other ) ) }, "stdfunc from" }
+
+struct Row {
+    const char *text;
+    std::vector<void ( * )()> calls;
+    const char *context = "";
+};
+
+const struct {
+    const char *file;
+    std::vector<Row> rows;
+} files[] = {
+    { "pcm_encoding", {
+        { "kits", { DO( EncodingFromString, null ) } },
+        { "channels > 0", { DO( EncodingSizeofFrame, 0, 0 ), DO( EncodingSizeofFrame, 0, least ) } },
+        { "KIT_INT_MUL_OK( channels, s )", { DO( EncodingSizeofFrame, 0, tooMany ),
+            DO( PacketEncode, vast( most, tooMany ), 0 ), DO( PacketTryDecode, bytes(), 0, tooMany ),
+            DO( PacketTryDecode, bytes( tooMany ), PCM_ENCODING_INT_8, tooMany ) } },
+    } }, { "pcm_convert", {
+        { "samples >= 0", { DO( ___Convert, null, 0, null, 0, -1 ) } },
+        { "dest || samples == 0", { DO( ___Convert, null, 0, null, 0, most ) } },
+        { "source || samples == 0", { DO( ___Convert, block, 0, null, 0, most ) } },
+        { "KIT_INT_MUL_OK( destSize, samples )", { DO( ___Convert, block, 0, block, 0, most ) } },
+        { "KIT_INT_MUL_OK( sourceSize, samples )", { DO( ___Convert, block, PCM_ENCODING_INT_8, block, 0, most ) } },
+        { "KIT_INT_MUL_OK( destSampleSize, samples )", {
+            DO( TryConvert, PCM_ENCODING_INT_16, bytes( most ), PCM_ENCODING_INT_8 ) } },
+    } }, { "kit_buffer", {
+        { "buffer", { DO( TryConvert, 0, null, 0 ) } },
+        { "bytes || length == 0", { CALL( kitBufferCreateFromBytesUse( null, 1 ) ) } },
+    } }, { "pcm_samples_stdc", {
+        { "samples >= 0", { DO( ___SamplesZero, null, -1 ), DO( ___SamplesScale, null, -1, 2 ),
+            FLAT( null, null, -1 ), DO( LevelAdjustSamples, null, -1, 1 ) } },
+        { "dest || !samples", { DO( ___SamplesZero, null, 1 ), DO( ___SamplesScale, null, 1, 2 ),
+            FLAT( null, null, 1 ), DO( LevelAdjustLinearGainSamples, null, 1, NAN ) } },
+        { "source || !samples", { FLAT( block, null, 1 ) } },
+        { "frames >= 0", { ONE_CHANNEL( null, -1, -1, -1 ), CHANNEL( null, -1, -1, null, -1, -1, -1 ) } },
+        { "dest || !frames", { ONE_CHANNEL( null, -1, -1, 1 ), CHANNEL( null, -1, -1, null, -1, -1, 1 ) } },
+        { "source || !frames", { CHANNEL( block, -1, -1, null, -1, -1, 1 ) } },
+        { "destChannel >= 0", { ONE_CHANNEL( null, -1, -1, 0 ), CHANNEL( null, -1, -1, null, -1, -1, 0 ) } },
+        { "destChannels >= 0", { ONE_CHANNEL( null, 0, -1, 0 ), CHANNEL( null, 0, -1, null, -1, -1, 0 ) } },
+        { "destChannel < destChannels", { ONE_CHANNEL( null, 0, 0, 0 ), CHANNEL( null, 0, 0, null, -1, -1, 0 ) } },
+        { "sourceChannel >= 0", { CHANNEL( null, 0, 1, null, -1, -1, 0 ) } },
+        { "sourceChannels >= 0", { CHANNEL( null, 0, 1, null, 0, -1, 0 ) } },
+        { "sourceChannel < sourceChannels", { CHANNEL( null, 0, 1, null, 1, 1, 0 ) } },
+    } }, { "pcm_packet", {
+        STANDARD( PCM_PACKET, pcmPacket, source(), pcmPacketQueueObj( *queue() ) ),
+        DESTRUCTOR( PCM_PACKET, pcmPacket, "pkt", pcmPacketQueueObj( *queue() ) ),
+        { "pkt", { EDITS( ON_NO_ADDRESS ) DO( PacketInsertOuter, null, -1, null, -1, -1 ), DO( PacketChannels, null ),
+            DO( PacketFrames, null ), DO( PacketBacking, null ), DO( PacketEncode, null, 0 ),
+            DO( PacketQueueRead, emptyQueue() ), DO( SrcRead, src() ) } },
+        { "*pkt", { EDITS( ON_NO_PACKET ) DO( PacketInsertOuter, none(), -1, odd(), -1, 6 ) } },
+        { "source", { WRITE( pkt(), 0, null, -1, -1 ), DO( PacketWrite, null, -1, null ),
+            DO( PacketWriteTrailing, null, -1, null, -1 ), DO( PacketInsert, null, -1, null ),
+            DO( PacketInsertInner, pkt(), 4, null, -1, 1 ), DO( PacketInsertOuter, none(), -1, null, -1, -1 ),
+            DO( PacketInsertLeading, null, -1, null, -1 ), DO( PacketInsertTrailing, null, -1, null, -1 ),
+            DO( PacketAppendTrailing, pkt(), null, least ), DO( PacketPrepend, null, null ),
+            DO( PacketPrependOuter, none(), null, -1, -1 ), DO( PacketPrependLeading, null, null, -1 ),
+            DO( PacketPrependTrailing, null, null, -1 ), DO( PacketCreateFrom, null ),
+            DO( PacketTryDecode, null, 0, 0 ) } },
+        { "channels > 0", { DO( PacketCreate, 0 ), DO( PacketCreateFromSamplesCopy, null, least, -1 ),
+            DO( PacketCreateFromSamplesUse, null, 0, -1 ), DO( PacketSetChannels, pkt(), least ),
+            DO( PacketTryDecode, bytes(), 0, 0 ) } },
+        { "frames == 0 || source", { DO( PacketCreateFromSamplesCopy, null, most, 1 ),
+            DO( PacketCreateFromSamplesUse, null, 1, 1 ) } },
+        { "KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) )", {
+            DO( PacketCreateFromSamplesCopy, null, tooMany, 0 ),
+            DO( PacketCreateFromSamplesCopy, block, tooMany, most ), DO( PacketSetChannels, pkt(), tooMany ) } },
+        { "KIT_INT_MUL_OK( pkt->frames, pkt->channels * KIT_SIZEOF( PCM_SAMPLE ) )", {
+            DO( PacketCreateFromSamplesCopy, block, tooMany - 1, 2 ) } },
+        { "KIT_INT_MUL_OK( length, pkt->frames )", { DO( PacketEncode, vast( tooMany, 2 ), 0 ) } },
+        { "idx >= 0", { WRITE( pkt(), -1, null, -1, -1 ), DEL( pkt(), -1, -1 ), DO( PacketWriteZero, pkt(), -1, -1 ),
+            DO( PacketInsertInner, pkt(), -1, null, -1, -1 ), DO( PacketInsertZero, pkt(), -1, -1 ),
+            DO( PacketDelTrailing, pkt(), 4 ) } },
+        { "offset >= 0", { WRITE( pkt(), 4, odd(), -1, -1 ), DO( PacketInsertOuter, pkt(), 4, odd(), -1, 4 ),
+            DO( PacketWriteTrailing, pkt(), 0, odd(), 6 ), DO( PacketInsertTrailing, pkt(), 0, odd(), 6 ) } },
+        { "frames >= 0", { WRITE( pkt(), 9, odd(), 9, -1 ), DEL( pkt(), 9, -1 ), DO( PacketWriteZero, pkt(), 9, -1 ),
+            DO( PacketInsertInner, pkt(), 0, null, -1, -1 ), DO( PacketInsertOuter, pkt(), 0, odd(), -1, 6 ),
+            DO( PacketInsertZero, pkt(), 0, -1 ), DO( PacketCreateFromSamplesCopy, null, most, -1 ),
+            DO( PacketCreateFromSamplesUse, null, 1, -1 ), DO( PacketSetFrames, pkt(), -1 ) } },
+        { "KIT_INT_ADD_OK( offset, frames )", { WRITE( pkt(), most, odd(), 1, most ) } },
+        { "offset + frames <= source->frames", { WRITE( pkt(), most, odd(), 6, 0 ),
+            DO( PacketWriteLeading, pkt(), most, odd(), 6 ), DO( PacketInsertInner, pkt(), 4, odd(), 5, 1 ) } },
+        { "KIT_INT_ADD_OK( idx, frames )", { DO( PacketWriteInner, pkt(), most, odd(), 4, 1 ),
+            DO( PacketWriteZero, pkt(), most, 1 ), DEL( pkt(), most, 1 ),
+            DO( PacketInsertInner, pkt(), 1, null, -1, most ), DO( PacketInsertOuter, pkt(), most, odd(), -1, 4 ) } },
+        { "KIT_INT_ADD_OK( idx, source->frames - frames )", { DO( PacketWriteOuter, pkt(), most, odd(), 0, 4 ) } },
+        { "KIT_INT_ADD_OK( (*pkt)->frames, frames )", { DO( PacketInsertInner, pkt(), 0, null, -1, most ),
+            DO( PacketInsertZero, pkt(), 0, most ) } },
+        { "KIT_INT_SUB_OK( (*pkt)->frames, frames )", { DO( PacketDelTrailing, pkt(), least ) } },
+        { "KIT_INT_SUB_OK( source->frames, frames )", { DO( PacketWriteTrailing, null, -1, odd(), least ),
+            DO( PacketInsertOuter, none(), -1, odd(), -1, least ),
+            DO( PacketInsertTrailing, null, -1, odd(), least ) } },
+        { "idx + frames <= (*pkt)->frames", { DO( PacketWriteInner, pkt(), 3, odd(), 4, 1 ),
+            DO( PacketWriteInner, pkt(), 4, odd(), 5, 0 ), DEL( pkt(), 3, 1 ), DEL( pkt(), 4, 0 ),
+            DO( PacketWriteZero, pkt(), 3, 1 ), DO( PacketInsertInner, pkt(), 4, odd(), 0, 1 ),
+            DO( PacketInsertZero, pkt(), 4, 0 ), DO( PacketDelLeading, pkt(), 4 ) } },
+        { "idx + (source->frames - frames) <= (*pkt)->frames", { DO( PacketWriteOuter, pkt(), 3, odd(), 0, 4 ),
+            DO( PacketInsertOuter, pkt(), 4, odd(), 0, 4 ) } },
+        { "(*pkt)->channels == source->channels", { WRITE( pkt(), 3, source( 0, 3 ), 0, 0 ),
+            DO( PacketInsertInner, pkt(), 3, odd(), 5, 0 ), DO( PacketAppend, pkt(), source( 0, 3 ) ) } },
+    } }, { "pcm_packet_queue", {
+        STANDARD( PCM_PACKET_QUEUE, pcmPacketQueue, *queue(), pcmPacketObj( source() ) ),
+        DESTRUCTOR( PCM_PACKET_QUEUE, pcmPacketQueue, "queue", pcmPacketObj( source() ) ),
+        { "channels > 0", { DO( PacketQueueCreate, 0 ) } }, { "source", { DO( PacketQueueCreateFrom, null ) } },
+        { "queue", { QUEUE_CHANGES( ON_NO_ADDRESS ) DO( PacketQueueFrames, null ), DO( PacketQueuePackets, null ),
+            DO( PacketQueueChannels, null ) } },
+        { "*queue", { QUEUE_CHANGES( ON_NO_QUEUE ) } },
+        { "KIT_INT_ADD_OK( kitVectorLength( (*queue)->packetsVector ) + !!(*queue)->currentPacket, 1 )", {
+            DO( PacketQueueWrite, fullQueue(), null ) } },
+        { "pkt", { DO( PacketQueueWrite, queue(), null ) } },
+        { "pcmPacketChannels( pkt ) == (*queue)->channels", { DO( PacketQueueWrite, queue(), vast( most, 3 ) ) } },
+        { "KIT_INT_ADD_OK( (*queue)->frames, length )", { DO( PacketQueueWrite, queue(), vast( most, 2 ) ) } },
+        { "frames >= 0", { GATHER( queue(), null, -1 ), DO( PacketQueueGather, usedQueue(), -1 ) } },
+        { "frames <= (*queue)->frames", { DO( PacketQueueGather, usedQueue(), 6 ), DO( SrcGather, src(), 1 ) } },
+        { "frames == 0 || dest", { GATHER( queue(), null, 6 ) } },
+        { "(*queue)->frames >= frames", { GATHER( usedQueue(), block, 6 ) } },
+        { "!(*queue)->currentPacketUsed", { GATHER( usedQueue(), block, 1 ),
+            DO( PacketQueueGather, usedQueue(), 5 ) } },
+    } }, { "pcm_src_type", {
+        { "kits", { DO( SrcTypeFromString, null ) } },
+        { "PCM_SRC_TYPE_OK( type )", { DO( SrcTypeToString, 5 ), DO( SrcTypeToString, -1 ),
+            DO( ___SrcTypeToSamplerateConverterType, 5 ), DO( ___SrcTypeToSamplerateConverterType, least ) } },
+    } }, { "pcm_src", {
+        STANDARD( PCM_SRC, pcmSrc, src(), pcmPacketObj( source() ) ),
+        DESTRUCTOR( PCM_SRC, pcmSrc, "src", pcmPacketObj( source() ) ),
+        { "PCM_SRC_TYPE_OK( type )", { DO( SrcTryCreate, 5, 0, 0, 0 ), DO( SrcTryCreate, -1, 0, 0, 0 ) } },
+        { "readFrameRate > 0", { DO( SrcTryCreate, 4, 0, 0, 0 ), DO( SrcFrameRateCheckCompatibility, 0, 0 ) } },
+        { "writeFrameRate > 0", { DO( SrcTryCreate, 4, 1, 0, 0 ), DO( SrcFrameRateCheckCompatibility, 1, 0 ) } },
+        { "channels > 0", { DO( SrcTryCreate, 4, 1, 1, least ) } },
+        { "KIT_INT_TO_SIGNED_INT_CONV_OK( channels )", { DO( SrcTryCreate, 4, 1, 1, int64_t{ 1 } << 31 ) } },
+        { "src", { DO( SrcWrite, null, null ), DO( SrcRead, null ), DO( SrcGather, null, -1 ),
+            DO( SrcGatherSamples, null, null, -1 ), DO( SrcGatherSamplesAdd, null, null, -1 ), DO( SrcReset, null ),
+            DO( SrcFrames, null ), DO( SrcPackets, null ), DO( SrcChannels, null ), DO( SrcType, null ),
+            DO( SrcReadFrameRate, null ), DO( SrcWriteFrameRate, null ) } },
+        { "pkt", { DO( SrcWrite, src(), null ) } },
+        { "pcmPacketChannels( pkt ) == src->fixChannels", { DO( SrcWrite, src(), vast( most, 3 ) ) } },
+        { "KIT_INT_TO_SIGNED_LONG_CONV_OK( pktFrames )", { DO( SrcWrite, src(), vast( int64_t{ 1 } << 31, 2 ) ) } },
+        { "KIT_INT_ADD_OK( outFrames, frames )", { CALL( convert( 1024, 0, 0, 0x1p53 - 1, 2048 ) ) } },
+        { "KIT_INT_TO_SIGNED_LONG_CONV_OK( outFrames )", {
+            DO( SrcWrite, poked( src( 256 ), 8, tooMany ), vast( 1 << 23, tooMany ) ) } },
+        { "KIT_INT_MUL_OK( outFrames, src->fixChannels )", {
+            DO( SrcWrite, poked( src( 256 ), 8, tooMany ), vast( 1 << 22, tooMany ) ) } },
+        { "!src_process( src->intSrcState, &sd )", { CALL( convert( 0, 0, 1 ) ) } },
+        { "sd.input_frames_used || sd.output_frames_gen", { CALL( convert( 0, 0 ) ) } },
+        { "sd.input_frames_used >= 0", { CALL( convert( -1, -1 ) ) } },
+        { "sd.input_frames_used <= (long)(pktFrames - pktIndex)", { CALL( convert( 6, -1 ) ) } },
+        { "sd.output_frames_gen >= 0", { CALL( convert( 5, -1 ) ) } },
+        { "sd.output_frames_gen <= (long)(outFrames - outIndex)", { CALL( convert( 5, 6 ) ) } },
+    } }, { "pcm_level", {
+        { "pkt", { LEVELS( ON_NO_ADDRESS ) } }, { "*pkt", { LEVELS( ON_NO_PACKET ) } },
+    } }, { "pcm_decibel", {
+        { "!kitRealIsNan( gain )", { DO( DecibelFromGain, NAN ), CALL( convertWith( pcmDecibelToGain, NAN ) ) } },
+        { "kitRealIsFinite( gain )", { DO( DecibelFromGain, -INFINITY ), DO( DecibelFromGain, INFINITY ),
+            CALL( convertWith( pcmDecibelToGain, INFINITY ) ) } },
+        { "gain >= 0", { DO( DecibelFromGain, -0x1p-1074 ) } },
+        { "!kitRealIsNan( decibel )", { DO( DecibelToGain, NAN ), DO( LevelAdjust, pkt(), NAN ),
+            CALL( convertWith( pcmDecibelFromGain, NAN ) ) } },
+        { "kitRealIsFinite( decibel )", { DO( DecibelToGain, -INFINITY ),
+            DO( LevelAdjustSamples, null, -1, INFINITY ), CALL( convertWith( pcmDecibelFromGain, -INFINITY ) ) } },
+    } }, { "kit_string", { { "cstr || length == 0", { CALL( kitStringCreateFromCstr( null, -1 ) ) } } } },
+    { "kit_vector", { { "vector", { CALL( kitVectorUnshift( null ) ), CALL( kitVectorLength( null ) ) } } } },
+    { "kit_object", { { "obj", { CALL( kitObjRetain( null ) ), CALL( kitObjRelease( null ) ) } } } },
+    { "kit_module", { { "started", {
+        CALL( KIT_MODULE idle{ {}, {}, [] { return 0; }, {}, {} }; kitModuleStartup( &idle ) ) } } } },
+    { "kit_random", { { "low < high", { CALL( kitRandomNonNegativeIntRange( 7, 7 ) ) } } } },
+    { "kit_memory", {
+        { "count >= 0", { DO( ___SamplesCopy, null, null, -1 ), CALL( kitMemAllocN( -1, -1 ) ) } },
+        { "dest || !bytes", { DO( ___SamplesMove, null, null, 1 ) } },
+        { "source || !bytes", { DO( ___SamplesMove, block, null, 1 ), CALL( kitMemCopy( block, null, 1 ) ) } },
+        { "KIT_INT_MUL_OK( count, size )", { DO( PacketInsertInner, pkt(), 0, null, -1, most - 3 ),
+            DO( PacketSetChannels, pkt(), tooMany - 1 ), DO( PacketSetFrames, pkt(), most ),
+            CALL( kitMemReallocN( null, most, 2 ) ) } },
+        { "bytes >= 0", { CALL( kitMemAlloc( -1 ) ) } }, { "size >= 0", { CALL( kitMemSetN( null, 0, 1, -1 ) ) } },
+    } },
+};
+// clang-format on
+
+void expectAbort( const char *context, const char *file, const std::string &text, std::function<void()> call )
+{
+    std::string line = test::abortText( context, file, text );
+    if ( !std::strncmp( file, "kit", 3 ) ) line.replace( line.find( "pcm" ), 3, "kit" );
+    std::string start = "^";
+    for ( char c : line ) {
+        if ( std::strchr( ".[]{}()*+?^$|\\", c ) ) start += '\\';
+        start += c;
+    }
+    EXPECT_EXIT( call(), testing::KilledBySignal( SIGABRT ), start );
+}
+
+TEST( Contract, EveryBrokenConditionEndsTheProcessWithItsText )
+{
+    for ( auto &[file, rows] : files )
+        for ( auto &[text, calls, context] : rows )
+            for ( size_t i = 0; i < calls.size(); ++i ) {
+                SCOPED_TRACE( "call " + std::to_string( i ) + " of " + text );
+                expectAbort( context, file, text, calls[i] );
+            }
+}
+
+TEST( Contract, AFlagNameThatIsThereEndsTheStartUp )
+{
+    for ( std::string flag : { "G711_ALAW", "G711_MULAW", "INT_8", "INT_16", "INT_24", "INT_32", "FLOAT_32",
+              "UNSIGNED", "BIG_ENDIAN", "LITTLE_ENDIAN", "PAD_BEFORE", "PAD_AFTER", "PACK_16", "PACK_24", "PACK_32",
+              "PACK_40", "PACK_48", "PACK_56", "PACK_64" } ) {
+        flag = "PCM_ENCODING_" + flag;
+        auto start = [=] {
+            fake_kitFlagsetHasFlagCstr = [=]( auto, const char *name, auto ) { return name == flag; };
+            kitModuleStartup( pcmModule() );
+        };
+        std::string text = "!kitFlagsetHasFlagCstr( *(&pcm___EncodingFlagset), \"" + flag + "\", -1 )";
+        expectAbort( "", "pcm_encoding", text, start );
+    }
+}
+
+} // namespace
