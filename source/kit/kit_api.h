@@ -18,8 +18,10 @@
 
 #if defined( __GNUC__ )
     #define KIT_NORETURN __attribute__( ( noreturn ) )
+    #define KIT_INLINE static inline __attribute__( ( unused ) )
 #else
     #define KIT_NORETURN
+    #define KIT_INLINE static inline
 #endif
 
 #if defined( __cplusplus )

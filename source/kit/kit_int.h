@@ -5,14 +5,14 @@
  * Small functions on integers.
  */
 
-#include <stdint.h>
+#include "kit_api.h"
 
-static inline int64_t kitIntMin( int64_t a, int64_t b ) { return a < b ? a : b; }
+KIT_INLINE int64_t kitIntMin( int64_t a, int64_t b ) { return a < b ? a : b; }
 
-static inline int64_t kitIntMax( int64_t a, int64_t b ) { return a > b ? a : b; }
+KIT_INLINE int64_t kitIntMax( int64_t a, int64_t b ) { return a > b ? a : b; }
 
 /** The number of bits set. */
-static inline int64_t kitIntBitCount( uint64_t value )
+KIT_INLINE int64_t kitIntBitCount( uint64_t value )
 {
     int64_t bits = 0;
     for ( ; value; value &= value - 1 ) ++bits;
