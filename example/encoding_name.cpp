@@ -1,0 +1,57 @@
+#include "encoding_name.h"
+
+#include <sstream>
+
+namespace host {
+
+static std::string trimmed( const std::string &text )
+{
+    size_t first = text.find_first_not_of( " \t" );
+    return first == text.npos ? "" : text.substr( first, text.find_last_not_of( " \t" ) - first + 1 );
+}
+
+// The library passes over names that it doesn't know, so each is asked for by itself.
+static bool isFlag( const std::string &name )
+{
+    if ( name == "0" ) return true;
+    String string = kitStringCreateFromCstr( name.data(), int64_t( name.size() ) );
+    return name.find_first_of( " \t\n" ) == name.npos && pcmEncodingFromString( string );
+}
+
+static bool areFlags( const std::string &text )
+{
+    std::istringstream names( text + "|" );
+    for ( std::string name; std::getline( names, name, '|' ); )
+        if ( !isFlag( trimmed( name ) ) ) return false;
+    return true;
+}
+
+PCM_ENCODING encodingFromName( const std::string &text )
+{
+    std::string known;
+    for ( const EncodingName &each : encodingNames ) {
+        if ( lower( text ) == each.name ) return each.encoding;
+        known += std::string( each.name ) + ", ";
+    }
+    if ( !areFlags( text ) )
+        fail( "unknown encoding \"" + text + "\"; known are " + known +
+              "and flags such as \"PCM_ENCODING_INT_16 | PCM_ENCODING_BIG_ENDIAN\"" );
+    String string = kitStringCreateFromCstr( text.data(), int64_t( text.size() ) );
+    return pcmEncodingFromString( string );
+}
+
+std::string encodingFlags( PCM_ENCODING encoding )
+{
+    String string = pcmEncodingToString( encoding );
+    return { kitStringBacking( string ), size_t( kitStringLength( string ) ) };
+}
+
+std::string encodingName( PCM_ENCODING encoding )
+{
+    for ( const EncodingName &each : encodingNames )
+        if ( ( encoding & ~byteOrders ) == each.encoding )
+            return each.name + std::string( encoding & PCM_ENCODING_BIG_ENDIAN ? " (big endian)" : "" );
+    return encodingFlags( encoding );
+}
+
+} // namespace host

@@ -1,0 +1,109 @@
+#include "host.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cfloat>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <stdexcept>
+
+namespace host {
+
+static volatile std::sig_atomic_t signalSeen;
+
+struct Interrupted {};
+
+extern "C" {
+static void noteSignal( int number ) { signalSeen = number; }
+}
+
+// Handlers do not restart calls of the system: one that waits, for instance for the reader of a pipe, returns.
+static void handleSignals()
+{
+    struct sigaction action = {};
+    action.sa_handler = noteSignal;
+    for ( int number : { SIGINT, SIGTERM, SIGHUP } ) {
+        struct sigaction before;
+        sigaction( number, nullptr, &before );
+        if ( before.sa_handler != SIG_IGN ) sigaction( number, &action, nullptr );
+    }
+    std::signal( SIGXFSZ, SIG_IGN ); // a file that may grow no further is an error of writing
+}
+
+static void say( const CLI::App &app, const char *message )
+{
+    std::fprintf( stderr, "%s: %s\n", app.get_name().c_str(), message );
+}
+
+void fail( const std::string &message )
+{
+    stopIfInterrupted(); // what failed may only have been interrupted
+    throw std::runtime_error( message );
+}
+
+void failSystem( const std::string &what, int error ) { fail( what + ": " + std::strerror( error ) ); }
+
+void stopIfInterrupted()
+{
+    if ( signalSeen ) throw Interrupted();
+}
+
+static int guarded( const CLI::App &app, const std::function<void()> &work )
+{
+    try {
+        work();
+        if ( std::fflush( stdout ) ) fail( "cannot write to the standard output" );
+        return 0;
+    } catch ( const Interrupted & ) {
+    } catch ( const std::exception &error ) {
+        say( app, error.what() );
+    }
+    return 1;
+}
+
+int run( CLI::App &app, int argc, char **argv, const std::function<void()> &work )
+{
+    try {
+        app.parse( argc, argv );
+    } catch ( const CLI::Success &wish ) {
+        return app.exit( wish ); // --help, --version
+    } catch ( const CLI::ParseError &error ) {
+        say( app, error.what() );
+        std::fprintf( stderr, "Try %s --help.\n", app.get_name().c_str() );
+        return 1;
+    }
+    handleSignals();
+    int64_t before = kit___ObjDbgLiveObjects();
+    kitModuleStartup( pcmModule() );
+    int status = guarded( app, work );
+    kitModuleShutdown( pcmModule() );
+    if ( kit___ObjDbgLiveObjects() != before ) { // counted where the library was built for debugging
+        say( app, "objects were left behind" );
+        status = 1;
+    }
+    if ( signalSeen ) { // whoever waits for the program is to see what ended it
+        std::signal( signalSeen, SIG_DFL );
+        std::raise( signalSeen );
+    }
+    return status;
+}
+
+std::string lower( std::string text )
+{
+    std::transform( text.begin(), text.end(), text.begin(),
+        []( char c ) { return c >= 'A' && c <= 'Z' ? char( c - 'A' + 'a' ) : c; } );
+    return text;
+}
+
+std::string fixed( double value, int decimals )
+{
+    char text[400];
+    std::snprintf( text, sizeof text, "%.*f", decimals, value );
+    return text;
+}
+
+std::string decibels( double gain ) { return fixed( pcmDecibelFromGain( std::min( gain, DBL_MAX ) ), 2 ) + " dB"; }
+
+} // namespace host

@@ -1,0 +1,71 @@
+#ifndef HOST_H
+#define HOST_H
+
+// What the host programs share: objects of the library that let go by themselves, errors, and the way a program runs.
+
+#include <pcm/pcm.h>
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <utility>
+
+namespace CLI {
+class App;
+}
+
+namespace host {
+
+/// Holds one reference of an object and drops it at the end of the scope. `&ref` serves the functions of the library
+/// that take the address of a handle.
+template <class T> class Ref {
+public:
+    Ref( T *object = nullptr ) : obj( object ) {}
+    Ref( Ref &&other ) noexcept : obj( std::exchange( other.obj, nullptr ) ) {}
+    Ref &operator=( Ref other ) noexcept
+    {
+        std::swap( obj, other.obj );
+        return *this;
+    }
+    ~Ref()
+    {
+        if ( obj ) kitObjRelease( reinterpret_cast<KIT_OBJ *>( obj ) );
+    }
+    operator T *() const { return obj; }
+    T **operator&() { return &obj; }
+
+private:
+    T *obj;
+};
+
+using Packet = Ref<PCM_PACKET>;
+using Queue = Ref<PCM_PACKET_QUEUE>;
+using Src = Ref<PCM_SRC>;
+using Buffer = Ref<KIT_BUFFER>;
+using String = Ref<KIT_STRING>;
+
+/// Ends the program's work with a line for the user, printed behind the program's name, and exit status 1.
+[[noreturn]] void fail( const std::string &message );
+
+/// Ends it with the system's reason for the number of an error: "cannot write out.wav: No space left on device".
+[[noreturn]] void failSystem( const std::string &what, int error );
+
+/// Ends it, with all that it would leave behind, if the user or the system has asked for that by a signal.
+void stopIfInterrupted();
+
+/// Parses the command line, runs `work` between start-up and shut-down of the library, and tells what went wrong.
+/// Returns the exit status: 0, or 1 for any failure.
+int run( CLI::App &app, int argc, char **argv, const std::function<void()> &work );
+
+/// Lower case, for ASCII letters.
+std::string lower( std::string text );
+
+/// A number with a fixed number of decimals.
+std::string fixed( double value, int decimals );
+
+/// The level of a gain as text in dB. Whatever came out of a file will do, infinities included.
+std::string decibels( double gain );
+
+} // namespace host
+
+#endif

@@ -1,0 +1,320 @@
+// Converts a recording: from one container, encoding and sample rate to another, louder or softer, whole or in part.
+//
+// The road of a sample: encoded bytes of the file -> pcmPacketTryDecode -> cut -> pcmSrcWrite -> pcmSrcGather ->
+// pcmLevelAdjust -> pcmPacketEncode -> encoded bytes of the other file, in packets of 20 ms.
+
+#include "audio_file.h"
+#include "progress.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <optional>
+
+using namespace host;
+
+struct Options {
+    std::string input, output, encoding, inputEncoding, container, cut, quality = "fast";
+    std::optional<int64_t> rate, inputRate;
+    int64_t channels = 1;
+    double level = 0;
+    bool raw = false;
+    int progress = -1;
+};
+
+static void declare( CLI::App &app, Options &options )
+{
+    app.name( "transcode" );
+    app.footer(
+        "Containers are wav, au, aiff, w64, rf64, caf and raw, which has no header. The output has the rate and\n"
+        "the encoding of the input, or the nearest encoding that its container holds, unless told otherwise.\n"
+        "\n"
+        "Encodings are int8, uint8, int16, int24, int32, float32, alaw and mulaw, in the byte order of the\n"
+        "container, or any set of flags; containers take what they can hold, headerless files take all.\n"
+        "\n"
+        "All samples go through 32-bit floats, also where nothing is to be changed: int32 keeps 24 bits.\n"
+        "\n"
+        "  transcode call.wav call.au --encoding mulaw\n"
+        "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
+        "  transcode line.raw speech.wav --raw --input-encoding alaw --input-rate 8000 --rate 16000\n"
+        "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
+        "  transcode speech.wav speech.raw --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"" );
+    const KIT_MODULE_RECORD &record = pcm___module_record;
+    app.set_version_flag( "--version", "transcode " + std::to_string( record.productVersionMajor ) + "." +
+                                           std::to_string( record.productVersionMinor ) + "." +
+                                           std::to_string( record.productVersionPatch ) );
+    app.add_option( "INPUT", options.input, "what to read: WAV, AU, AIFF, W64, RF64, CAF, FLAC, Ogg, MP3 ..." )
+        ->required();
+    app.add_option( "OUTPUT", options.output, "what to write; its extension names the container" )->required();
+    app.add_option( "--container", options.container, "the container, whatever the output's name" );
+    CLI::Range rates( int64_t( 1 ), highestRate );
+    app.add_option( "--rate", options.rate,
+           "frames a second of the output; for --raw without --input-rate, of input and output" )
+        ->check( rates );
+    app.add_option(
+        "--quality", options.quality, "of the change of rate: best, medium, fast (the default), hold, linear" );
+    app.add_option( "--encoding", options.encoding, "encoding of the output" );
+    app.add_option( "--level", options.level, "louder by so many dB, or softer if negative" )
+        ->check( CLI::Range( -200.0, 200.0 ) );
+    app.add_option( "--seconds-at", options.cut,
+        "FROM:TO, only the input from one time to another, in seconds; one may be left out" );
+    CLI::Option *raw = app.add_flag( "--raw", options.raw, "the input has no header" );
+    CLI::Option *encoding =
+        app.add_option( "--input-encoding", options.inputEncoding, "encoding of headerless input" )->needs( raw );
+    raw->needs( encoding );
+    app.add_option( "--input-rate", options.inputRate, "frames a second of headerless input" )
+        ->needs( raw )
+        ->check( rates );
+    app.add_option( "--channels", options.channels, "channels of headerless input, 1 unless told otherwise" )
+        ->needs( raw )
+        ->check( CLI::Range( int64_t( 1 ), mostChannels ) );
+    app.add_flag( "--progress{1},--no-progress{0}", options.progress,
+        "show the progress, or don't; by default it is shown on a terminal if the input is long" );
+}
+
+static int64_t converterType( const std::string &quality )
+{
+    static const std::pair<const char *, int64_t> types[] = {
+        { "best", PCM_SRC_TYPE_SINC_BEST_QUALITY },
+        { "medium", PCM_SRC_TYPE_SINC_MEDIUM_QUALITY },
+        { "fast", PCM_SRC_TYPE_SINC_FASTEST },
+        { "hold", PCM_SRC_TYPE_ZERO_ORDER_HOLD },
+        { "linear", PCM_SRC_TYPE_LINEAR },
+    };
+    for ( const auto &[name, type] : types )
+        if ( quality == name ) return type;
+    fail( "unknown quality \"" + quality + "\"; known are best, medium, fast, hold, linear" );
+}
+
+// The frames of the input from one on and up to another.
+struct Cut {
+    int64_t from = 0, to = INT64_MAX;
+};
+
+static int64_t frameAt( const std::string &seconds, int64_t rate, int64_t byDefault )
+{
+    if ( seconds.empty() ) return byDefault;
+    double value;
+    bool number = seconds.find_first_not_of( "0123456789.eE+-" ) == seconds.npos &&
+                  CLI::detail::lexical_cast( seconds, value ) && value >= 0 && value * double( rate ) < 1e18;
+    if ( !number ) fail( "--seconds-at: \"" + seconds + "\" is no time in seconds" );
+    return std::llround( value * double( rate ) );
+}
+
+static Cut cutAt( const std::string &text, int64_t rate )
+{
+    if ( text.empty() ) return {};
+    size_t colon = text.find( ':' );
+    if ( colon == text.npos ) fail( "--seconds-at: \"" + text + "\" is not FROM:TO" );
+    Cut cut = { frameAt( text.substr( 0, colon ), rate, 0 ), frameAt( text.substr( colon + 1 ), rate, INT64_MAX ) };
+    if ( cut.from > cut.to ) fail( "--seconds-at: \"" + text + "\" ends before it begins" );
+    return cut;
+}
+
+// 20 ms, but no more samples than memory should be spent on, also where many come out for each that goes in. Two
+// frames at least: given a single one, libsamplerate's linear converter reads the one before.
+static int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels )
+{
+    int64_t growth = std::max( otherRate / rate, int64_t( 1 ) ), most = ( 1 << 20 ) / channels / growth;
+    return std::max( std::min( ( rate + 25 ) / 50, most ), int64_t( 2 ) );
+}
+
+// Reads the packets of a part of a file.
+class CutReader {
+public:
+    CutReader( AudioReader &reader, Cut cut, int64_t packet ) : reader( reader ), cut( cut ), packet( packet )
+    {
+        position = reader.skip( cut.from - cut.from % packet );
+    }
+
+    // The next packet, which may be empty; false at the end.
+    bool next( Packet &pkt )
+    {
+        if ( position >= cut.to ) return false;
+        Buffer bytes = reader.read( packet );
+        pkt = pcmPacketTryDecode( bytes, reader.format().encoding, reader.format().channels );
+        if ( !pkt || !pcmPacketFrames( pkt ) ) return false;
+        int64_t start = position;
+        position += pcmPacketFrames( pkt );
+        if ( position > cut.to ) pcmPacketDelTrailing( &pkt, position - cut.to );
+        if ( start < cut.from ) pcmPacketDelLeading( &pkt, std::min( cut.from - start, pcmPacketFrames( pkt ) ) );
+        return true;
+    }
+
+private:
+    AudioReader &reader;
+    Cut cut;
+    int64_t packet;
+    int64_t position;
+};
+
+// Takes packets of any length at one rate and writes packets of 20 ms at the other.
+class Transcoder {
+public:
+    Transcoder( AudioWriter &writer, Src src, int64_t rate, double level )
+        : writer( writer ), queue( pcmPacketQueueCreate( writer.format().channels ) ), src( std::move( src ) ),
+          inRate( rate ), level( level )
+    {
+    }
+
+    void write( PCM_PACKET *pkt )
+    {
+        inFrames += pcmPacketFrames( pkt );
+        pcmPacketQueueWrite( &queue, pkt );
+        while ( src && pcmPacketQueueFrames( queue ) >= inPacket ) convert( inPacket );
+        while ( std::min( ready(), dueFrames( inFrames ) - outFrames ) >= outPacket ) emit( outPacket );
+    }
+
+    // The converter holds frames back: silence behind the input makes it give what is still due, and no more is
+    // taken.
+    void finish()
+    {
+        for ( int64_t due; ( due = dueFrames( inFrames ) - outFrames ) > 0; ) {
+            int64_t frames = std::min( due, outPacket );
+            if ( ready() >= frames )
+                emit( frames );
+            else
+                convert( pcmPacketQueueFrames( queue ) );
+        }
+    }
+
+    // Input frames times the ratio of the rates, rounded, without a product that could be too large.
+    int64_t dueFrames( int64_t frames ) const
+    {
+        return frames / inRate * outRate + ( frames % inRate * outRate * 2 + inRate ) / ( 2 * inRate );
+    }
+
+    int64_t read() const { return inFrames; }
+    int64_t written() const { return outFrames; }
+    double highest() const { return peak; }
+
+private:
+    int64_t ready() const { return src ? pcmSrcFrames( src ) : pcmPacketQueueFrames( queue ); }
+
+    void convert( int64_t frames )
+    {
+        Packet pkt = pcmPacketQueueGather( &queue, frames );
+        if ( frames < inPacket ) pcmPacketSetFrames( &pkt, inPacket );
+        pcmSrcWrite( src, pkt );
+    }
+
+    void emit( int64_t frames )
+    {
+        Packet pkt = src ? pcmSrcGather( src, frames ) : pcmPacketQueueGather( &queue, frames );
+        if ( level != 0 ) pcmLevelAdjust( &pkt, level );
+        const PCM_SAMPLE *samples = pcmPacketBacking( pkt );
+        for ( int64_t i = 0; i < frames * channels; ++i ) peak = std::max( peak, std::fabs( samples[i] ) );
+        writer.write( Buffer( pcmPacketEncode( pkt, writer.format().encoding ) ) );
+        outFrames += frames;
+    }
+
+    AudioWriter &writer;
+    Queue queue; // decoded frames that wait for a whole packet
+    Src src;     // null if the rates are equal
+    int64_t channels = writer.format().channels;
+    int64_t inRate, outRate = writer.format().rate;
+    int64_t inPacket = packetFrames( inRate, outRate, channels ),
+            outPacket = packetFrames( outRate, inRate, channels );
+    int64_t inFrames = 0, outFrames = 0;
+    double level;
+    float peak = 0;
+};
+
+static AudioReader openInput( const Options &options )
+{
+    if ( !options.raw ) return AudioReader( options.input );
+    std::optional<int64_t> rate = options.inputRate ? options.inputRate : options.rate;
+    if ( !rate ) fail( "--raw needs the rate of the input: --input-rate, or --rate for both" );
+    return { options.input, { encodingFromName( options.inputEncoding ), *rate, options.channels } };
+}
+
+// The encoding that was asked for, or the nearest to the input's that the container holds.
+static AudioFormat outputFormat( const Options &options, const AudioReader &reader, const Container &container )
+{
+    AudioFormat format = { reader.nearest(), options.rate.value_or( reader.format().rate ),
+        reader.format().channels };
+    if ( !options.encoding.empty() )
+        format.encoding = encodingFromName( options.encoding );
+    else if ( container.major ) {
+        format.encoding &= PCM_ENCODING_BASE_MASK | PCM_ENCODING_UNSIGNED;
+        if ( !containerHolds( container, format ) ) format.encoding ^= PCM_ENCODING_UNSIGNED;
+    }
+    return format;
+}
+
+static Src converter( int64_t type, const AudioFormat &in, const AudioFormat &out )
+{
+    if ( in.rate == out.rate ) return nullptr;
+    std::string rates = std::to_string( in.rate ) + " Hz to " + std::to_string( out.rate ) + " Hz";
+    if ( !pcmSrcFrameRateCheckCompatibility( out.rate, in.rate ) )
+        fail( "libsamplerate cannot convert " + rates + ": the ratio is too far from 1" );
+    Src src = pcmSrcTryCreate( type, out.rate, in.rate, in.channels );
+    if ( !src )
+        fail( "libsamplerate cannot convert " + std::to_string( in.channels ) +
+              " channels with this quality; hold and linear take more" );
+    return src;
+}
+
+static void report(
+    const Options &options, const AudioReader &reader, const AudioWriter &writer, const Transcoder &job )
+{
+    // Audio that goes to the standard output must not be mixed with words.
+    std::FILE *to = sameFile( options.output, "/dev/stdout" ) ? stderr : stdout;
+    auto line = [&]( const char *side, int64_t frames, const AudioFormat &format, const std::string &encoding,
+                    const std::string &path ) {
+        std::fprintf( to, "%-4s %lld frames, %s s, %lld Hz, %lld channel%s, %s: %s\n", side, (long long)frames,
+            fixed( double( frames ) / double( format.rate ), 3 ).c_str(), (long long)format.rate,
+            (long long)format.channels, format.channels == 1 ? "" : "s", encoding.c_str(), path.c_str() );
+    };
+    line( "in", job.read(), reader.format(), reader.encoding(), options.input );
+    line( "out", job.written(), writer.format(), encodingName( writer.format().encoding ), options.output );
+    PCM_ENCODING base = writer.format().encoding & ( PCM_ENCODING_BASE_MASK & ~PCM_ENCODING_FLOAT_32 );
+    std::fprintf( to, "peak %s%s\n", decibels( job.highest() ).c_str(),
+        job.highest() > 1 && base ? " before it was clipped to full scale" : "" );
+}
+
+static void convert( Transcoder &job, CutReader source, Progress progress )
+{
+    for ( Packet pkt; source.next( pkt ); progress.update( job.read(), job.highest() ) ) {
+        stopIfInterrupted();
+        job.write( pkt );
+    }
+    job.finish();
+}
+
+static void transcode( const Options &options )
+{
+    int64_t type = converterType( options.quality );
+    const Container &container = containerFor( options.output, options.container );
+    AudioReader reader = openInput( options );
+    if ( sameFile( options.input, options.output ) ) fail( options.output + " is the input itself" );
+    AudioFormat in = reader.format(), out = outputFormat( options, reader, container );
+    Src src = converter( type, in, out );
+    if ( !std::isfinite( options.level ) ) fail( "--level: not a number of dB" );
+    Cut cut = cutAt( options.cut, in.rate );
+    if ( cut.from > reader.frames() ) fail( "--seconds-at: begins behind the end of " + options.input );
+
+    AudioWriter writer( options.output, container, out );
+    Transcoder job( writer, std::move( src ), in.rate, options.level );
+    int64_t total = std::min( cut.to, reader.frames() );
+    total = total == INT64_MAX ? -1 : total - cut.from; // a damaged file may have no end that is known
+    writer.needRoom( double( total ) / double( in.rate ) * double( out.rate ) *
+                     double( pcmEncodingSizeofFrame( out.encoding, out.channels ) ) );
+    convert( job, CutReader( reader, cut, packetFrames( in.rate, out.rate, in.channels ) ),
+        Progress( options.progress, total, in.rate ) );
+    if ( job.read() < total )
+        std::fprintf( stderr, "transcode: warning: %s ends %lld frames early\n", options.input.c_str(),
+            (long long)( total - job.read() ) );
+    writer.finish();
+    report( options, reader, writer, job );
+}
+
+int main( int argc, char **argv )
+{
+    CLI::App app( "Converts a recording to another container, encoding, sample rate and level." );
+    Options options;
+    declare( app, options );
+    return run( app, argc, argv, [&] { transcode( options ); } );
+}
