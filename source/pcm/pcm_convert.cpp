@@ -1,6 +1,7 @@
 #include "pcm_convert.h"
 
 #include "kit/kit_check.h"
+#include "kit/kit_loop.h"
 
 #include <array>
 #include <bit>
@@ -279,9 +280,8 @@ void pcm___Convert(
 
     constexpr int64_t blockSamples = 256;
     uint8_t block[blockSamples * sizeof( PCM_SAMPLE )];
-    for ( int64_t done = 0, n; done < samples; done += n ) {
-        n = kitIntMin( blockSamples, samples - done );
+    kit::forChunks( samples, blockSamples, [&]( int64_t done, int64_t n ) {
         pcm___ConvertToSamples( block, from + done * sourceSize, sourceEncoding, n );
         pcm___ConvertFromSamples( to + done * destSize, destEncoding, block, n );
-    }
+    } );
 }

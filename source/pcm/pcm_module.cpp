@@ -1,6 +1,9 @@
 #include "pcm_module.h"
 
 #include "pcm_encoding.h"
+#include "pcm_filter_coefficients.h"
+#include "pcm_filter_type.h"
+#include "pcm_noise.h"
 #include "pcm_src_type.h"
 
 #include <iterator>
@@ -46,7 +49,10 @@ static constexpr struct {
     void ( *shutdown )( void );
 } parts[] = {
     { pcm___EncodingStartup, pcm___EncodingShutdown },
+    { pcm___FilterCoefficientsStartup, pcm___FilterCoefficientsShutdown },
+    { pcm___FilterTypeStartup, pcm___FilterTypeShutdown },
     { pcm___SrcTypeStartup, pcm___SrcTypeShutdown },
+    { pcm___NoiseStartup, pcm___NoiseShutdown },
 };
 
 static int32_t pcm___ModuleStartup( void )

@@ -444,6 +444,85 @@ void pcmPacketDelTrailing( PCM_PACKET **pkt, int64_t frames )
     pcmPacketDelInner( pkt, ( *pkt )->frames - frames, frames );
 }
 
+// ---- Channels of a packet
+
+void pcmPacketWriteChannels( PCM_PACKET **pkt, int64_t destChannelOffset, int64_t destFrameOffset, PCM_PACKET *source,
+    int64_t sourceChannelOffset, int64_t sourceFrameOffset, int64_t channels, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( source );
+    KIT_CHECK( KIT_INT_ADD_OK( sourceFrameOffset, frames ) );
+    KIT_CHECK( sourceFrameOffset + frames <= source->frames );
+    kit::Hold self( *pkt == source ? source : nullptr );
+    pcmPacketWriteChannelsSamples( pkt, destChannelOffset, destFrameOffset, source->backing, sourceChannelOffset,
+        source->channels, sourceFrameOffset, channels, frames );
+}
+
+void pcmPacketWriteChannelsSamples( PCM_PACKET **pkt, int64_t destChannelOffset, int64_t destFrameOffset,
+    const PCM_SAMPLE *source, int64_t sourceChannelOffset, int64_t sourceChannelCount, int64_t sourceFrameOffset,
+    int64_t channels, int64_t frames )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( destChannelOffset >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( destChannelOffset, channels ) );
+    KIT_CHECK( destChannelOffset + channels <= (*pkt)->channels );
+    KIT_CHECK( destFrameOffset >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( destFrameOffset, frames ) );
+    KIT_CHECK( destFrameOffset + frames <= (*pkt)->frames );
+    KIT_CHECK( source || !frames );
+    KIT_CHECK( sourceChannelOffset >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( sourceChannelOffset, channels ) );
+    KIT_CHECK( sourceChannelOffset + channels <= sourceChannelCount );
+    KIT_CHECK( sourceFrameOffset >= 0 );
+    KIT_CHECK( KIT_INT_ADD_OK( sourceFrameOffset, frames ) );
+    KIT_CHECK( channels >= 0 );
+    KIT_CHECK( frames >= 0 );
+    if ( !channels || !frames ) return;
+    kit::makePrivate( pkt, pcmPacketCreateFrom );
+    for ( int64_t c = 0; c < channels; ++c )
+        pcm___SamplesChannelCopy( at( *pkt, destFrameOffset ), destChannelOffset + c, ( *pkt )->channels,
+            source + sourceFrameOffset * sourceChannelCount, sourceChannelOffset + c, sourceChannelCount, frames );
+}
+
+// A packet of as many frames as the source, for the caller to fill.
+static PCM_PACKET *createUnwritten( PCM_PACKET *source, int64_t channels )
+{
+    void *block = kitMemAlloc( kit::saturatedMul( source->frames, frameSize( channels ) ) );
+    return pcmPacketCreateFromSamplesUse( static_cast<PCM_SAMPLE *>( block ), channels, source->frames );
+}
+
+PCM_PACKET *pcmPacketCreateFromWithChannels( PCM_PACKET *source, int64_t channels )
+{
+    KIT_CHECK( source );
+    KIT_CHECK( channels > 0 );
+    if ( channels == source->channels ) return kit::retain( source );
+    PCM_PACKET *pkt = createUnwritten( source, channels );
+    for ( int64_t f = 0; f < source->frames; ++f ) {
+        PCM_SAMPLE sum = 0;
+        for ( int64_t c = 0; c < source->channels; ++c ) sum += at( source, f )[c];
+        for ( int64_t c = 0; c < channels; ++c ) at( pkt, f )[c] = sum;
+    }
+    return pkt;
+}
+
+PCM_PACKET *pcmPacketCreateFromWithChannelMask( PCM_PACKET *source, uint64_t channelMask )
+{
+    KIT_CHECK( source );
+    KIT_CHECK( channelMask );
+    int64_t channels = kitIntBitCount( channelMask );
+    if ( channels == source->channels ) return kit::retain( source );
+    PCM_PACKET *pkt = createUnwritten( source, channels );
+    int64_t selected[64], count = 0;
+    for ( int64_t c = 0; c < kitIntMin( source->channels, 64 ); ++c )
+        if ( channelMask >> c & 1 ) selected[count++] = c;
+    for ( int64_t f = 0; f < source->frames; ++f ) {
+        for ( int64_t i = 0; i < count; ++i ) pcm___SamplesCopy( at( pkt, f ) + i, at( source, f ) + selected[i], 1 );
+        pcm___SamplesZero( at( pkt, f ) + count, channels - count );
+    }
+    return pkt;
+}
+
 // ---- Encoded bytes
 
 KIT_BUFFER *pcmPacketEncode( PCM_PACKET *pkt, PCM_ENCODING encoding )

@@ -115,6 +115,33 @@ PCM_API void pcmPacketDelOuter( PCM_PACKET **pkt, int64_t idx, int64_t frames );
 PCM_API void pcmPacketDelLeading( PCM_PACKET **pkt, int64_t frames );
 PCM_API void pcmPacketDelTrailing( PCM_PACKET **pkt, int64_t frames );
 
+/** @} @name Channels of a packet @{ */
+
+/**
+ * Overwrites a rectangle of @p channels x @p frames samples with one of a packet, which may be the packet itself. The
+ * rectangle must lie in both packets, whose channel counts may differ.
+ */
+PCM_API void pcmPacketWriteChannels( PCM_PACKET **pkt, int64_t destChannelOffset, int64_t destFrameOffset,
+    PCM_PACKET *source, int64_t sourceChannelOffset, int64_t sourceFrameOffset, int64_t channels, int64_t frames );
+
+/** The same from a raw block with @p sourceChannelCount channels and at least sourceFrameOffset + frames frames. */
+PCM_API void pcmPacketWriteChannelsSamples( PCM_PACKET **pkt, int64_t destChannelOffset, int64_t destFrameOffset,
+    const PCM_SAMPLE *source, int64_t sourceChannelOffset, int64_t sourceChannelCount, int64_t sourceFrameOffset,
+    int64_t channels, int64_t frames );
+
+/**
+ * A packet whose @p channels channels each hold the sum of all channels of @p source, or @p source itself with one
+ * more reference if it has that many channels. The caller owns the reference. Requires "channels > 0".
+ */
+PCM_API PCM_PACKET *pcmPacketCreateFromWithChannels( PCM_PACKET *source, int64_t channels );
+
+/**
+ * A packet of the channels of @p source whose bits are set in @p channelMask (bit n: channel n), in their order, or
+ * @p source itself with one more reference if as many bits are set as it has channels. Bits without a channel give
+ * channels of value 0 behind the others; channels from 64 on cannot be selected. Requires "channelMask".
+ */
+PCM_API PCM_PACKET *pcmPacketCreateFromWithChannelMask( PCM_PACKET *source, uint64_t channelMask );
+
 /** @} @name Encoded bytes @{ */
 
 /** The frames as encoded slots in a new buffer, which the caller owns: never null, empty for a packet without frames.

@@ -1,0 +1,24 @@
+#ifndef PCM_DUAL_TONE_H
+#define PCM_DUAL_TONE_H
+
+#include "pcm_tone.h"
+
+KIT_C_BEGIN
+
+/** @file
+ * Two tones at once, as telephony signals them: their mean, with peak 1.0. Both tones move on by `samples`; one tone
+ * given twice moves on by twice as many.
+ */
+
+/** The next @p samples samples as a packet that the caller owns. */
+PCM_API PCM_PACKET *pcmDualToneGather( PCM_TONE *toneA, PCM_TONE *toneB, int64_t samples );
+
+/** The next samples into the caller's block. */
+PCM_API void pcmDualToneGatherSamples( PCM_TONE *toneA, PCM_TONE *toneB, PCM_SAMPLE *dest, int64_t samples );
+
+/** The next samples, added onto what the block holds. */
+PCM_API void pcmDualToneGatherSamplesAdd( PCM_TONE *toneA, PCM_TONE *toneB, PCM_SAMPLE *dest, int64_t samples );
+
+KIT_C_END
+
+#endif

@@ -1,0 +1,52 @@
+#include "pcm_frames.h"
+
+#include "pcm_samples_stdc.h"
+
+#include "kit/kit_ref.h"
+
+// Puts a new packet in place of the old one and gives its block, for the caller to fill. The old packet stays alive
+// as long as the caller holds it.
+static PCM_SAMPLE *replaceBlock( PCM_PACKET **pkt, int64_t channels, int64_t frames )
+{
+    auto *block = static_cast<PCM_SAMPLE *>( kitMemAllocN( frames * channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
+    kit::replace( pkt, pcmPacketCreateFromSamplesUse( block, channels, frames ) );
+    return block;
+}
+
+void pcmFramesExtend( PCM_PACKET **pkt, int64_t mult )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( mult > 1 );
+    kit::Hold old( *pkt );
+    const PCM_SAMPLE *source = pcmPacketBacking( *pkt );
+    int64_t sourceFrames = pcmPacketFrames( *pkt ), sourceChannels = pcmPacketChannels( *pkt );
+    if ( !sourceFrames ) return;
+    KIT_CHECK( KIT_INT_MUL_OK( sourceFrames, mult ) );
+    int64_t destFrames = sourceFrames * mult;
+    KIT_CHECK( KIT_INT_MUL_OK( destFrames, sourceChannels ) );
+    PCM_SAMPLE *dest = replaceBlock( pkt, sourceChannels, destFrames );
+    for ( int64_t i = 0; i < sourceFrames; ++i ) {
+        PCM_SAMPLE *frame = dest + i * mult * sourceChannels;
+        pcm___SamplesCopy( frame, source + i * sourceChannels, sourceChannels );
+        pcm___SamplesZero( frame + sourceChannels, ( mult - 1 ) * sourceChannels );
+    }
+}
+
+void pcmFramesReduce( PCM_PACKET **pkt, int64_t div )
+{
+    KIT_CHECK( pkt );
+    KIT_CHECK( *pkt );
+    KIT_CHECK( div > 1 );
+    kit::Hold old( *pkt );
+    const PCM_SAMPLE *source = pcmPacketBacking( *pkt );
+    int64_t sourceFrames = pcmPacketFrames( *pkt ), sourceChannels = pcmPacketChannels( *pkt );
+    if ( !sourceFrames ) return;
+    KIT_CHECK( sourceChannels > 0 );
+    KIT_CHECK( sourceFrames % div == 0 );
+    int64_t destFrames = sourceFrames / div;
+    KIT_CHECK( KIT_INT_MUL_OK( destFrames, sourceChannels ) );
+    PCM_SAMPLE *dest = replaceBlock( pkt, sourceChannels, destFrames );
+    for ( int64_t i = 0; i < destFrames; ++i )
+        pcm___SamplesCopy( dest + i * sourceChannels, source + i * div * sourceChannels, sourceChannels );
+}

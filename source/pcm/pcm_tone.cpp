@@ -1,0 +1,84 @@
+#include "pcm_tone.h"
+
+#include "pcm_module.h"
+
+#include "kit/kit_ref.h"
+
+#include <cmath>
+
+struct PCM_TONE {
+    KIT_OBJ header;
+    double period;
+    double position; // frames since the start of the cycle
+    double radiansPerFrame;
+};
+
+KIT_OBJECT_DEFINE( pcm, PCM_TONE, pcmTone, nullptr );
+
+static PCM_TONE *create( double period )
+{
+    auto *tone = kit::create<PCM_TONE>( &pcm___sort_PCM_TONE );
+    tone->position = 0.0;
+    tone->period = period;
+    tone->radiansPerFrame = 6.283185307179586 / period;
+    return tone;
+}
+
+// Period by period, whose rounding is part of the wave. Of periods far below a frame that could take forever, up to
+// where a subtraction changes nothing; they go at once.
+static void wrap( PCM_TONE *tone )
+{
+    constexpr double shortest = 0x1p-10;
+    if ( tone->period < shortest ) tone->position = std::fmod( tone->position, tone->period );
+    while ( tone->position > tone->period ) tone->position -= tone->period;
+}
+
+template <class Op> static void generate( PCM_TONE *tone, PCM_SAMPLE *dest, int64_t samples, Op op )
+{
+    KIT_CHECK( tone );
+    KIT_CHECK( samples >= 0 );
+    KIT_CHECK( samples == 0 || dest );
+    double position = tone->position;
+    for ( int64_t i = 0; i < samples; ++i ) {
+        op( dest[i], PCM_SAMPLE( std::sin( tone->radiansPerFrame * position ) ) );
+        position += 1.0;
+    }
+    tone->position = position;
+    if ( samples ) wrap( tone );
+}
+
+PCM_TONE *pcmToneCreate( double period )
+{
+    KIT_CHECK( period > 0 );
+    return create( period );
+}
+
+PCM_TONE *pcmToneTryCreateWithFrequency( int64_t frameRate, int64_t hertz )
+{
+    KIT_CHECK( frameRate > 0 );
+    KIT_CHECK( hertz > 0 );
+    double period = double( frameRate ) / double( hertz );
+    return period > 0.0 ? create( period ) : nullptr;
+}
+
+PCM_PACKET *pcmToneGather( PCM_TONE *tone, int64_t samples )
+{
+    KIT_CHECK( tone );
+    KIT_CHECK( samples >= 0 );
+    PCM_SAMPLE *block = nullptr;
+    if ( samples ) {
+        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
+        pcmToneGatherSamples( tone, block, samples );
+    }
+    return pcmPacketCreateFromSamplesUse( block, 1, samples );
+}
+
+void pcmToneGatherSamples( PCM_TONE *tone, PCM_SAMPLE *dest, int64_t samples )
+{
+    generate( tone, dest, samples, []( PCM_SAMPLE &d, PCM_SAMPLE s ) { d = s; } );
+}
+
+void pcmToneGatherSamplesAdd( PCM_TONE *tone, PCM_SAMPLE *dest, int64_t samples )
+{
+    generate( tone, dest, samples, []( PCM_SAMPLE &d, PCM_SAMPLE s ) { d += s; } );
+}
