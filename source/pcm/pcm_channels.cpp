@@ -8,6 +8,7 @@
 static void downmix( PCM_SAMPLE *dest, int64_t first, int64_t channels, const PCM_SAMPLE *source,
     int64_t sourceChannels, int64_t count, int64_t frames )
 {
+    if ( !frames ) return; // however many channels there are
     for ( int64_t i = 0; i < count; ++i )
         pcm___SamplesChannelAdd( dest, first, channels, source, i, sourceChannels, frames );
     if ( count > 1 ) pcm___SamplesChannelScale( dest, first, channels, frames, 1.0 / double( count ) );

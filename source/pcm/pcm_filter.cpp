@@ -34,11 +34,6 @@ static void pcm___FilterFreeFunc( KIT_OBJ *obj )
     kit___ObjDbgSetAllocationSize( obj, 0 );
 }
 
-static PCM_SAMPLE *slot( PCM_FILTER *filter, int64_t position )
-{
-    return filter->history + position * filter->channels;
-}
-
 static void allocateHistory( PCM_FILTER *filter )
 {
     int64_t samples = filter->coefficientsLength * filter->channels;
@@ -46,54 +41,73 @@ static void allocateHistory( PCM_FILTER *filter )
     kit___ObjDbgSetAllocationSizeN( &filter->header, samples, KIT_SIZEOF( PCM_SAMPLE ) );
 }
 
-// Calls `run( slot, frames, done )` for the stretches of `frames` slots of the ring from the position on.
-template <class Run> static void eachStretch( PCM_FILTER *filter, int64_t position, int64_t frames, Run run )
-{
-    int64_t first = kitIntMin( frames, filter->coefficientsLength - position );
-    run( slot( filter, position ), first * filter->channels, 0 );
-    run( filter->history, ( frames - first ) * filter->channels, first * filter->channels );
-}
-
 static PCM_SAMPLE limited( PCM_SAMPLE sum ) { return -1.0f > sum ? -1.0f : 1.0f < sum ? 1.0f : sum; }
 
-typedef PCM_SAMPLE Lanes __attribute__( ( vector_size( 16 ) ) );
-static constexpr int64_t lanes = sizeof( Lanes ) / sizeof( PCM_SAMPLE );
-
-// Replaces samples of the window by the outputs whose oldest inputs stand there, where no later output needs them: so
-// one block holds both. Neighbouring outputs are lanes: every output keeps its own order of terms, and the sums stay
-// in registers while the taps go by. Interleaving needs no attention, since one frame back is `channels` samples back
-// for all of them. Works through whole tiles and returns where the next sample stands.
-template <int vectors>
-static int64_t filterTiles( PCM_SAMPLE *window, int64_t done, int64_t samples, const PCM_FILTER &filter )
+// A run of samples of the signal: those of the packet, from 0 on, and before them those of the ring.
+static void copySignal(
+    PCM_SAMPLE *dest, const PCM_FILTER &filter, const PCM_SAMPLE *source, int64_t from, int64_t samples )
 {
-    for ( ; samples - done >= vectors * lanes; done += vectors * lanes ) {
-        PCM_SAMPLE *dest = window + done;
-        const PCM_SAMPLE *oldest = dest;
-        Lanes sums[vectors] = {};
-        for ( int64_t k = filter.coefficientsLength - 1; k >= 0; --k, oldest += filter.channels )
-            for ( int v = 0; v < vectors; ++v ) {
-                Lanes source;
-                std::memcpy( &source, oldest + v * lanes, sizeof source );
-                sums[v] += source * filter.coefficientsBacking[k];
-            }
-        for ( int v = 0; v < vectors; ++v )
-            for ( int64_t i = 0; i < lanes; ++i ) dest[v * lanes + i] = limited( sums[v][i] );
+    int64_t ring = filter.coefficientsLength * filter.channels, oldest = filter.historyPosition * filter.channels;
+    while ( samples > 0 && from < 0 ) {
+        int64_t at = ( oldest + from + ring ) % ring, n = kitIntMin( kitIntMin( samples, -from ), ring - at );
+        std::memcpy( dest, filter.history + at, size_t( n ) * sizeof *dest );
+        dest += n, from += n, samples -= n;
     }
-    return done;
+    if ( samples > 0 ) std::memcpy( dest, source + from, size_t( samples ) * sizeof *dest );
 }
 
-static void filterWindow( PCM_SAMPLE *window, int64_t samples, const PCM_FILTER &filter )
+// Takes a packet into the ring: of a long one, the last frames.
+static void keepHistory( PCM_FILTER *filter, const PCM_SAMPLE *source, int64_t frames )
 {
-    int64_t done = filterTiles<8>( window, 0, samples, filter );
-    done = filterTiles<4>( window, done, samples, filter );
-    done = filterTiles<1>( window, done, samples, filter );
-    for ( ; done < samples; ++done ) {
-        PCM_SAMPLE sum = 0;
-        const PCM_SAMPLE *oldest = window + done;
-        for ( int64_t k = filter.coefficientsLength - 1; k >= 0; --k, oldest += filter.channels )
-            sum += *oldest * filter.coefficientsBacking[k];
-        window[done] = limited( sum );
+    int64_t slots = filter->coefficientsLength, channels = filter->channels, kept = kitIntMin( frames, slots );
+    int64_t first = ( filter->historyPosition + frames - kept ) % slots, straight = kitIntMin( kept, slots - first );
+    source += ( frames - kept ) * channels;
+    pcm___SamplesCopy( filter->history + first * channels, source, straight * channels );
+    pcm___SamplesCopy( filter->history, source + straight * channels, ( kept - straight ) * channels );
+    filter->historyPosition = ( first + kept ) % slots;
+}
+
+typedef PCM_SAMPLE Lanes __attribute__( ( vector_size( 16 ) ) );
+
+// Neighbouring outputs are lanes: every output keeps its own order of terms, and the sums stay in registers while the
+// taps go by. Interleaving needs no attention, since one frame back is `channels` samples back for all of them.
+template <class Lane, int width>
+static void addTaps(
+    Lane ( &sums )[width], const PCM_FILTER &filter, const PCM_SAMPLE *oldest, int64_t first, int64_t taps )
+{
+    const PCM_SAMPLE *tap = filter.coefficientsBacking + first;
+    for ( int64_t i = 0; i < taps; ++i )
+        for ( int v = 0; v < width; ++v ) {
+            Lane source;
+            std::memcpy( &source, oldest + i * filter.channels + v * int64_t( sizeof source / sizeof *oldest ),
+                sizeof source );
+            sums[v] += source * tap[-i];
+        }
+}
+
+// Works through whole tiles of outputs and returns where the next one stands.
+template <class Lane, int width>
+static int64_t filterTiles(
+    PCM_SAMPLE *dest, const PCM_FILTER &filter, const PCM_SAMPLE *source, int64_t done, int64_t samples )
+{
+    constexpr int64_t tile = width * sizeof( Lane ) / sizeof( PCM_SAMPLE ), scratch = 512;
+    for ( ; samples - done >= tile; done += tile ) {
+        Lane sums[width] = {};
+        int64_t taps = filter.coefficientsLength, from = done - ( taps - 1 ) * filter.channels;
+        // Where the oldest inputs are history, they and what follows them are lined up, a block of taps at a time.
+        while ( from < 0 && taps > 0 ) {
+            PCM_SAMPLE line[scratch + tile];
+            int64_t n = kitIntMin( taps, scratch / filter.channels + 1 );
+            copySignal( line, filter, source, from, ( n - 1 ) * filter.channels + tile );
+            addTaps( sums, filter, line, taps - 1, n );
+            from += n * filter.channels, taps -= n;
+        }
+        if ( taps > 0 ) addTaps( sums, filter, source + from, taps - 1, taps );
+        PCM_SAMPLE out[tile];
+        std::memcpy( out, sums, sizeof out );
+        for ( int64_t i = 0; i < tile; ++i ) dest[done + i] = limited( out[i] );
     }
+    return done;
 }
 
 // Tests and copy-on-write of every operation that changes a filter.
@@ -147,25 +161,17 @@ void pcmFilterWrite( PCM_FILTER **filter, PCM_PACKET *pkt )
     KIT_CHECK( ((*filter)) );
     PCM_FILTER *self = writable( filter );
     const PCM_SAMPLE *source = pcmPacketBacking( pkt );
-    int64_t frames = pcmPacketFrames( pkt ), channels = self->channels, taps = self->coefficientsLength;
-    PCM_SAMPLE *window = nullptr;
+    int64_t frames = pcmPacketFrames( pkt ), samples = frames * self->channels;
+    PCM_SAMPLE *block = nullptr;
     if ( frames ) {
-        // The last frames of the ring, oldest first, and the packet behind them.
-        int64_t past = ( taps - 1 ) * channels, samples = frames * channels;
-        window = static_cast<PCM_SAMPLE *>( kitMemAllocN( past + samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
-        eachStretch( self, ( self->historyPosition + 1 ) % taps, taps - 1,
-            [=]( PCM_SAMPLE *stretch, int64_t n, int64_t at ) { pcm___SamplesCopy( window + at, stretch, n ); } );
-        pcm___SamplesCopy( window + past, source, samples );
-
-        int64_t kept = kitIntMin( frames, taps ), position = ( self->historyPosition + frames - kept ) % taps;
-        const PCM_SAMPLE *newest = source + ( frames - kept ) * channels;
-        eachStretch( self, position, kept,
-            [=]( PCM_SAMPLE *stretch, int64_t n, int64_t at ) { pcm___SamplesCopy( stretch, newest + at, n ); } );
-        self->historyPosition = ( self->historyPosition + frames ) % taps;
-
-        filterWindow( window, samples, *self );
+        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
+        int64_t done = filterTiles<Lanes, 8>( block, *self, source, 0, samples );
+        done = filterTiles<Lanes, 4>( block, *self, source, done, samples );
+        done = filterTiles<Lanes, 1>( block, *self, source, done, samples );
+        filterTiles<PCM_SAMPLE, 1>( block, *self, source, done, samples );
+        keepHistory( self, source, frames );
     }
-    PCM_PACKET *out = pcmPacketCreateFromSamplesUse( window, channels, frames );
+    PCM_PACKET *out = pcmPacketCreateFromSamplesUse( block, self->channels, frames );
     pcmPacketQueueWrite( &self->outputQueue, out );
     kit::release( out );
 }

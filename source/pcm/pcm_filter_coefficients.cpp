@@ -118,6 +118,7 @@ int64_t pcmFilterCoefficientsLength( PCM_FILTER_COEFFICIENTS *coeff )
 
 void pcm___FilterCoefficientsStartup( void )
 {
+    for ( auto &set : sets ) set = nullptr;
     for ( size_t type = 0; type < std::size( builtIn ); ++type )
         sets[type] = pcmFilterCoefficientsCreateFromSamplesCopy( builtIn[type].taps, builtIn[type].length );
 }

@@ -6,6 +6,8 @@
 
 #include "kit/kit_ref.h"
 
+#include <cstring>
+
 struct PCM_PACKET {
     KIT_OBJ header;
     int64_t channels;
@@ -517,8 +519,9 @@ PCM_PACKET *pcmPacketCreateFromWithChannelMask( PCM_PACKET *source, uint64_t cha
     for ( int64_t c = 0; c < kitIntMin( source->channels, 64 ); ++c )
         if ( channelMask >> c & 1 ) selected[count++] = c;
     for ( int64_t f = 0; f < source->frames; ++f ) {
-        for ( int64_t i = 0; i < count; ++i ) pcm___SamplesCopy( at( pkt, f ) + i, at( source, f ) + selected[i], 1 );
-        pcm___SamplesZero( at( pkt, f ) + count, channels - count );
+        PCM_SAMPLE *dest = at( pkt, f ), *frame = at( source, f );
+        for ( int64_t i = 0; i < count; ++i ) std::memcpy( dest + i, frame + selected[i], sizeof *dest );
+        for ( int64_t i = count; i < channels; ++i ) dest[i] = 0;
     }
     return pkt;
 }
