@@ -54,6 +54,16 @@ PCM_PACKET_QUEUE **usedQueue() { return held( poked( *queue(), 8, int64_t{ 1 } )
 
 PCM_SRC *src( int64_t rate = 1 ) { return pcmSrcTryCreate( PCM_SRC_TYPE_ZERO_ORDER_HOLD, rate, 1, 2 ); }
 
+
+PCM_FILTER_COEFFICIENTS *taps( int64_t length = 2 )
+{
+    return pcmFilterCoefficientsCreateFromSamplesCopy( block, length );
+}
+PCM_FILTER **noFilter() { return held<PCM_FILTER>( null ); }
+PCM_FILTER **filter() { return held( pcmFilterCreate( taps(), 2 ) ); }
+
+PCM_TONE *tone() { return pcmToneCreate( 4 ); }
+
 // Some conditions no argument can break. What stands behind them is reached through the dynamic symbol table, so a
 // call can have it answer as it likes.
 #define STAND_IN( Result, name, parameters, arguments, ... )                                       \
@@ -104,6 +114,9 @@ void convert( long used, long made, int result = 0, double ratio = 1, int64_t fr
 #define ON_NO_PACKET( name, ... ) DO( name, none() __VA_OPT__(, ) __VA_ARGS__ ),
 #define ON_NO_QUEUE( name, ... ) DO( name, noQueue() __VA_OPT__(, ) __VA_ARGS__ ),
 
+
+#define ON_NO_FILTER( name, ... ) DO( name, noFilter() __VA_OPT__(, ) __VA_ARGS__ ),
+
 // Tables, and packed as such.
 // clang-format off
 
@@ -122,6 +135,13 @@ void convert( long used, long made, int result = 0, double ratio = 1, int64_t fr
     X( PacketQueueGatherSamples, null, -1 ) X( PacketQueueGatherSamplesAdd, null, -1 )
 #define LEVELS( X ) X( LevelAdjust, NAN ) X( LevelAdjustLinearGain, NAN )
 
+
+#define FILTER_CHANGES( X ) \
+    X( FilterWrite, null ) X( FilterRead ) X( FilterGather, -1 ) X( FilterReset ) \
+    X( FilterGatherSamples, null, -1 ) X( FilterGatherSamplesAdd, null, -1 )
+#define DOWNMIXES( X ) X( ChannelsAdjustReplaceWithDownmix, 0 ) X( ChannelsAdjustExpandWithDownmix, 0 )
+#define FRAMES( X ) X( FramesExtend, 1 ) X( FramesReduce, 1 )
+
 // Functions with the same arguments and tests.
 #define WRITE( ... ) DO( PacketWriteInner, __VA_ARGS__ ), DO( PacketWriteOuter, __VA_ARGS__ )
 #define DEL( ... ) DO( PacketDelInner, __VA_ARGS__ ), DO( PacketDelOuter, __VA_ARGS__ )
@@ -131,6 +151,24 @@ void convert( long used, long made, int result = 0, double ratio = 1, int64_t fr
 #define CHANNEL( ... ) \
     DO( ___SamplesChannelCopy, __VA_ARGS__ ), \
     DO( ___SamplesChannelAdd, __VA_ARGS__ ), DO( ___SamplesChannelMul, __VA_ARGS__ )
+
+
+#define FILTER_GATHER( ... ) DO( FilterGatherSamples, __VA_ARGS__ ), DO( FilterGatherSamplesAdd, __VA_ARGS__ )
+#define TONE( ... ) DO( ToneGatherSamples, __VA_ARGS__ ), DO( ToneGatherSamplesAdd, __VA_ARGS__ )
+#define NOISE( ... ) DO( NoiseGatherSamples, __VA_ARGS__ ), DO( NoiseGatherSamplesAdd, __VA_ARGS__ )
+#define RECTANGLE( ... ) DO( PacketWriteChannelsSamples, __VA_ARGS__ )
+
+// The same tests in both mixes.
+#define MIX( Kind ) \
+    { "toneA", { DO( Kind##Gather, null, null, -1 ), DO( Kind##GatherSamples, null, null, null, -1 ), \
+        DO( Kind##GatherSamplesAdd, null, null, null, -1 ) } }, \
+    { "toneB", { DO( Kind##Gather, tone(), null, -1 ), DO( Kind##GatherSamples, tone(), null, null, -1 ), \
+        DO( Kind##GatherSamplesAdd, tone(), null, null, -1 ) } }, \
+    { "samples >= 0", { DO( Kind##Gather, tone(), tone(), -1 ), \
+        DO( Kind##GatherSamples, tone(), tone(), null, -1 ), \
+        DO( Kind##GatherSamplesAdd, tone(), tone(), null, -1 ) } }, \
+    { "samples == 0 || dest", { DO( Kind##GatherSamples, tone(), tone(), null, 1 ), \
+        DO( Kind##GatherSamplesAdd, tone(), tone(), null, 1 ) } }
 
 #define IS_SORT( TYPE ) "!obj || kitObjSort(obj)==&pcm___sort_" #TYPE
 #define STANDARD( TYPE, prefix, obj, other ) \
@@ -172,9 +210,9 @@ const struct {
         { "buffer", { DO( TryConvert, 0, null, 0 ) } },
         { "bytes || length == 0", { CALL( kitBufferCreateFromBytesUse( null, 1 ) ) } },
     } }, { "pcm_samples_stdc", {
-        { "samples >= 0", { DO( ___SamplesZero, null, -1 ), DO( ___SamplesScale, null, -1, 2 ),
+        { "samples >= 0", { DO( SilenceGatherSamples, null, -1 ), DO( ___SamplesZero, null, -1 ), DO( ___SamplesScale, null, -1, 2 ),
             FLAT( null, null, -1 ), DO( LevelAdjustSamples, null, -1, 1 ) } },
-        { "dest || !samples", { DO( ___SamplesZero, null, 1 ), DO( ___SamplesScale, null, 1, 2 ),
+        { "dest || !samples", { DO( SilenceGatherSamples, null, 1 ), DO( ___SamplesZero, null, 1 ), DO( ___SamplesScale, null, 1, 2 ),
             FLAT( null, null, 1 ), DO( LevelAdjustLinearGainSamples, null, 1, NAN ) } },
         { "source || !samples", { FLAT( block, null, 1 ) } },
         { "frames >= 0", { ONE_CHANNEL( null, -1, -1, -1 ), CHANNEL( null, -1, -1, null, -1, -1, -1 ) } },
@@ -187,13 +225,39 @@ const struct {
         { "sourceChannels >= 0", { CHANNEL( null, 0, 1, null, 0, -1, 0 ) } },
         { "sourceChannel < sourceChannels", { CHANNEL( null, 0, 1, null, 1, 1, 0 ) } },
     } }, { "pcm_packet", {
+        { "channelMask", { DO( PacketCreateFromWithChannelMask, source(), 0 ) } },
+        { "destChannelOffset >= 0", { RECTANGLE( pkt(), -1, -1, null, -1, -1, -1, least, -1 ) } },
+        { "KIT_INT_ADD_OK( destChannelOffset, channels )", {
+            RECTANGLE( pkt(), most, -1, null, -1, -1, -1, 1, -1 ) } },
+        { "destChannelOffset + channels <= (*pkt)->channels", {
+            RECTANGLE( pkt(), 2, -1, null, -1, -1, -1, 1, -1 ), RECTANGLE( pkt(), 3, -1, null, -1, -1, -1, 0, -1 ) } },
+        { "destFrameOffset >= 0", { RECTANGLE( pkt(), 0, -1, null, -1, -1, -1, -1, least ) } },
+        { "KIT_INT_ADD_OK( destFrameOffset, frames )", { RECTANGLE( pkt(), 0, most, null, -1, -1, -1, -1, 1 ) } },
+        { "destFrameOffset + frames <= (*pkt)->frames", { RECTANGLE( pkt(), 0, 3, null, -1, -1, -1, -1, 1 ),
+            RECTANGLE( pkt(), 0, 4, null, -1, -1, -1, -1, 0 ) } },
+        { "source || !frames", { RECTANGLE( pkt(), 0, 0, null, -1, -1, -1, -1, 1 ),
+            RECTANGLE( pkt(), 0, 0, null, -1, -1, -1, -1, -1 ) } },
+        { "sourceChannelOffset >= 0", { RECTANGLE( pkt(), 0, 0, block, -1, -1, -1, least, -1 ) } },
+        { "KIT_INT_ADD_OK( sourceChannelOffset, channels )", {
+            RECTANGLE( pkt(), 0, 0, block, most, 2, -1, 1, -1 ) } },
+        { "sourceChannelOffset + channels <= sourceChannelCount", {
+            RECTANGLE( pkt(), 0, 0, block, 2, 2, -1, 1, -1 ), RECTANGLE( pkt(), 0, 0, null, 0, -1, -1, 0, 0 ) } },
+        { "sourceFrameOffset >= 0", { RECTANGLE( pkt(), 0, 0, block, 0, 2, -1, -1, least ) } },
+        { "KIT_INT_ADD_OK( sourceFrameOffset, frames )", { RECTANGLE( pkt(), 0, 0, block, 0, 2, most, -1, 1 ),
+            DO( PacketWriteChannels, none(), -1, -1, odd(), -1, most, -1, 1 ) } },
+        { "sourceFrameOffset + frames <= source->frames", {
+            DO( PacketWriteChannels, none(), -1, -1, odd(), -1, 5, -1, 1 ) } },
+        { "channels >= 0", { RECTANGLE( pkt(), 0, 0, block, 0, 2, 0, -1, -1 ) } },
         STANDARD( PCM_PACKET, pcmPacket, source(), pcmPacketQueueObj( *queue() ) ),
         DESTRUCTOR( PCM_PACKET, pcmPacket, "pkt", pcmPacketQueueObj( *queue() ) ),
-        { "pkt", { EDITS( ON_NO_ADDRESS ) DO( PacketInsertOuter, null, -1, null, -1, -1 ), DO( PacketChannels, null ),
+        { "pkt", { RECTANGLE( null, -1, -1, null, -1, -1, -1, least, -1 ),
+            DO( PacketWriteChannels, null, -1, -1, null, -1, most, -1, 1 ), DO( FilterRead, filter() ), EDITS( ON_NO_ADDRESS ) DO( PacketInsertOuter, null, -1, null, -1, -1 ), DO( PacketChannels, null ),
             DO( PacketFrames, null ), DO( PacketBacking, null ), DO( PacketEncode, null, 0 ),
             DO( PacketQueueRead, emptyQueue() ), DO( SrcRead, src() ) } },
-        { "*pkt", { EDITS( ON_NO_PACKET ) DO( PacketInsertOuter, none(), -1, odd(), -1, 6 ) } },
-        { "source", { WRITE( pkt(), 0, null, -1, -1 ), DO( PacketWrite, null, -1, null ),
+        { "*pkt", { RECTANGLE( none(), -1, -1, null, -1, -1, -1, least, -1 ),
+            DO( PacketWriteChannels, none(), -1, -1, odd(), -1, 0, -1, 1 ), EDITS( ON_NO_PACKET ) DO( PacketInsertOuter, none(), -1, odd(), -1, 6 ) } },
+        { "source", { DO( PacketWriteChannels, none(), -1, -1, null, -1, most, -1, 1 ),
+            DO( PacketCreateFromWithChannels, null, 0 ), DO( PacketCreateFromWithChannelMask, null, 0 ), WRITE( pkt(), 0, null, -1, -1 ), DO( PacketWrite, null, -1, null ),
             DO( PacketWriteTrailing, null, -1, null, -1 ), DO( PacketInsert, null, -1, null ),
             DO( PacketInsertInner, pkt(), 4, null, -1, 1 ), DO( PacketInsertOuter, none(), -1, null, -1, -1 ),
             DO( PacketInsertLeading, null, -1, null, -1 ), DO( PacketInsertTrailing, null, -1, null, -1 ),
@@ -201,12 +265,12 @@ const struct {
             DO( PacketPrependOuter, none(), null, -1, -1 ), DO( PacketPrependLeading, null, null, -1 ),
             DO( PacketPrependTrailing, null, null, -1 ), DO( PacketCreateFrom, null ),
             DO( PacketTryDecode, null, 0, 0 ) } },
-        { "channels > 0", { DO( PacketCreate, 0 ), DO( PacketCreateFromSamplesCopy, null, least, -1 ),
+        { "channels > 0", { DO( PacketCreateFromWithChannels, source(), 0 ), DO( PacketCreate, 0 ), DO( PacketCreateFromSamplesCopy, null, least, -1 ),
             DO( PacketCreateFromSamplesUse, null, 0, -1 ), DO( PacketSetChannels, pkt(), least ),
             DO( PacketTryDecode, bytes(), 0, 0 ) } },
         { "frames == 0 || source", { DO( PacketCreateFromSamplesCopy, null, most, 1 ),
             DO( PacketCreateFromSamplesUse, null, 1, 1 ) } },
-        { "KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) )", {
+        { "KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) )", { DO( ChannelsAdjustExpandWithDownmix, pkt(), tooMany ),
             DO( PacketCreateFromSamplesCopy, null, tooMany, 0 ),
             DO( PacketCreateFromSamplesCopy, block, tooMany, most ), DO( PacketSetChannels, pkt(), tooMany ) } },
         { "KIT_INT_MUL_OK( pkt->frames, pkt->channels * KIT_SIZEOF( PCM_SAMPLE ) )", {
@@ -217,7 +281,7 @@ const struct {
             DO( PacketDelTrailing, pkt(), 4 ) } },
         { "offset >= 0", { WRITE( pkt(), 4, odd(), -1, -1 ), DO( PacketInsertOuter, pkt(), 4, odd(), -1, 4 ),
             DO( PacketWriteTrailing, pkt(), 0, odd(), 6 ), DO( PacketInsertTrailing, pkt(), 0, odd(), 6 ) } },
-        { "frames >= 0", { WRITE( pkt(), 9, odd(), 9, -1 ), DEL( pkt(), 9, -1 ), DO( PacketWriteZero, pkt(), 9, -1 ),
+        { "frames >= 0", { RECTANGLE( pkt(), 0, 0, block, 0, 2, 0, 0, -1 ), DO( SilenceGather, -1 ), WRITE( pkt(), 9, odd(), 9, -1 ), DEL( pkt(), 9, -1 ), DO( PacketWriteZero, pkt(), 9, -1 ),
             DO( PacketInsertInner, pkt(), 0, null, -1, -1 ), DO( PacketInsertOuter, pkt(), 0, odd(), -1, 6 ),
             DO( PacketInsertZero, pkt(), 0, -1 ), DO( PacketCreateFromSamplesCopy, null, most, -1 ),
             DO( PacketCreateFromSamplesUse, null, 1, -1 ), DO( PacketSetFrames, pkt(), -1 ) } },
@@ -254,10 +318,10 @@ const struct {
         { "pkt", { DO( PacketQueueWrite, queue(), null ) } },
         { "pcmPacketChannels( pkt ) == (*queue)->channels", { DO( PacketQueueWrite, queue(), vast( most, 3 ) ) } },
         { "KIT_INT_ADD_OK( (*queue)->frames, length )", { DO( PacketQueueWrite, queue(), vast( most, 2 ) ) } },
-        { "frames >= 0", { GATHER( queue(), null, -1 ), DO( PacketQueueGather, usedQueue(), -1 ) } },
-        { "frames <= (*queue)->frames", { DO( PacketQueueGather, usedQueue(), 6 ), DO( SrcGather, src(), 1 ) } },
-        { "frames == 0 || dest", { GATHER( queue(), null, 6 ) } },
-        { "(*queue)->frames >= frames", { GATHER( usedQueue(), block, 6 ) } },
+        { "frames >= 0", { DO( FilterGather, filter(), -1 ), FILTER_GATHER( filter(), null, -1 ), GATHER( queue(), null, -1 ), DO( PacketQueueGather, usedQueue(), -1 ) } },
+        { "frames <= (*queue)->frames", { DO( FilterGather, filter(), 1 ), DO( PacketQueueGather, usedQueue(), 6 ), DO( SrcGather, src(), 1 ) } },
+        { "frames == 0 || dest", { FILTER_GATHER( filter(), null, 1 ), GATHER( queue(), null, 6 ) } },
+        { "(*queue)->frames >= frames", { FILTER_GATHER( filter(), block, 1 ), GATHER( usedQueue(), block, 6 ) } },
         { "!(*queue)->currentPacketUsed", { GATHER( usedQueue(), block, 1 ),
             DO( PacketQueueGather, usedQueue(), 5 ) } },
     } }, { "pcm_src_type", {
@@ -290,6 +354,58 @@ const struct {
         { "sd.input_frames_used <= (long)(pktFrames - pktIndex)", { CALL( convert( 6, -1 ) ) } },
         { "sd.output_frames_gen >= 0", { CALL( convert( 5, -1 ) ) } },
         { "sd.output_frames_gen <= (long)(outFrames - outIndex)", { CALL( convert( 5, 6 ) ) } },
+    } }, { "pcm_channels", {
+        { "pkt", { DOWNMIXES( ON_NO_ADDRESS ) } }, { "*pkt", { DOWNMIXES( ON_NO_PACKET ) } },
+        { "channels > 0", { DO( ChannelsAdjustReplaceWithDownmix, pkt(), 0 ),
+            DO( ChannelsAdjustExpandWithDownmix, pkt(), least ) } },
+    } }, { "pcm_frames", {
+        { "pkt", { FRAMES( ON_NO_ADDRESS ) } }, { "*pkt", { FRAMES( ON_NO_PACKET ) } },
+        { "mult > 1", { DO( FramesExtend, held( vast( most, 2 ) ), 1 ), DO( FramesExtend, pkt(), least ),
+            DO( FramesExtend, held( source( 0 ) ), 0 ) } },
+        { "KIT_INT_MUL_OK( sourceFrames, mult )", { DO( FramesExtend, held( vast( most, 2 ) ), 2 ) } },
+        { "div > 1", { DO( FramesReduce, held( vast( most, 4 ) ), 1 ), DO( FramesReduce, pkt(), least ),
+            DO( FramesReduce, held( source( 0 ) ), 0 ) } },
+        { "sourceChannels > 0", { DO( FramesReduce, held( poked( source( 5 ), 5, int64_t{ 0 } ) ), 2 ) } },
+        { "sourceFrames % div == 0", { DO( FramesReduce, held( vast( most, 4 ) ), 2 ) } },
+        { "KIT_INT_MUL_OK( destFrames, sourceChannels )", { DO( FramesExtend, held( vast( tooMany, 4 ) ), 2 ),
+            DO( FramesReduce, held( vast( most - 1, 4 ) ), 2 ) } },
+    } }, { "pcm_filter_type", {
+        { "kits", { DO( FilterTypeFromString, null ) } },
+        { "PCM_FILTER_TYPE_OK( type )", { DO( FilterTypeToString, 7 ), DO( FilterTypeToString, -1 ) } },
+    } }, { "pcm_filter_coefficients", {
+        STANDARD( PCM_FILTER_COEFFICIENTS, pcmFilterCoefficients, taps(), pcmPacketObj( source() ) ),
+        DESTRUCTOR( PCM_FILTER_COEFFICIENTS, pcmFilterCoefficients, "coeff", pcmPacketObj( source() ) ),
+        { "PCM_FILTER_TYPE_OK( type )", { DO( FilterCoefficientsCreate, 7 ), DO( FilterCoefficientsCreate, -1 ) } },
+        { "source", { DO( FilterCoefficientsCreateFrom, null ) } },
+        { "coefficients", { DO( FilterCoefficientsCreateFromSamplesCopy, null, 0 ),
+            DO( FilterCoefficientsCreateFromSamplesUse, null, 0 ) } },
+        { "length > 0", { DO( FilterCoefficientsCreateFromSamplesCopy, block, least ),
+            DO( FilterCoefficientsCreateFromSamplesUse, block, 0 ) } },
+        { "coeff", { DO( FilterCoefficientsBacking, null ), DO( FilterCoefficientsLength, null ) } },
+    } }, { "pcm_filter", {
+        STANDARD( PCM_FILTER, pcmFilter, *filter(), pcmPacketObj( source() ) ),
+        DESTRUCTOR( PCM_FILTER, pcmFilter, "filter", pcmPacketObj( source() ) ),
+        { "coefficients", { DO( FilterCreate, null, 0 ) } }, { "channels > 0", { DO( FilterCreate, taps(), 0 ) } },
+        { "KIT_INT_MUL_OK( filter->coefficientsLength, filter->channels )", { DO( FilterCreate, taps(), most ) } },
+        { "source", { DO( FilterCreateFrom, null ) } },
+        { "filter", { FILTER_CHANGES( ON_NO_ADDRESS ) DO( FilterFrames, null ), DO( FilterPackets, null ),
+            DO( FilterChannels, null ), DO( FilterCoefficients, null ) } },
+        { "*filter", { FILTER_CHANGES( ON_NO_FILTER ) } },
+        { "pkt", { DO( FilterWrite, filter(), null ) } },
+        { "pcmPacketChannels( pkt ) == (*filter)->channels", { DO( FilterWrite, filter(), vast( most, 3 ) ) } },
+    } }, { "pcm_tone", {
+        STANDARD( PCM_TONE, pcmTone, tone(), pcmPacketObj( source() ) ),
+        { "period > 0", { DO( ToneCreate, 0.0 ), DO( ToneCreate, -1.0 ), DO( ToneCreate, NAN ),
+            DO( ToneCreate, -INFINITY ) } },
+        { "frameRate > 0", { DO( ToneTryCreateWithFrequency, 0, 0 ), DO( ToneTryCreateWithFrequency, least, 0 ) } },
+        { "hertz > 0", { DO( ToneTryCreateWithFrequency, 1, 0 ), DO( ToneTryCreateWithFrequency, most, least ) } },
+        { "tone", { DO( ToneGather, null, -1 ), TONE( null, null, -1 ) } },
+        { "samples >= 0", { DO( ToneGather, tone(), -1 ), TONE( tone(), null, -1 ) } },
+        { "samples == 0 || dest", { TONE( tone(), null, 1 ) } },
+    } }, { "pcm_dual_tone", { MIX( DualTone ) } }, { "pcm_modulated_tone", { MIX( ModulatedTone ) } },
+    { "pcm_noise", {
+        { "samples >= 0", { DO( NoiseGather, -1 ), NOISE( null, -1 ) } },
+        { "samples == 0 || dest", { NOISE( null, 1 ) } },
     } }, { "pcm_level", {
         { "pkt", { LEVELS( ON_NO_ADDRESS ) } }, { "*pkt", { LEVELS( ON_NO_PACKET ) } },
     } }, { "pcm_decibel", {
@@ -311,7 +427,9 @@ const struct {
         { "count >= 0", { DO( ___SamplesCopy, null, null, -1 ), CALL( kitMemAllocN( -1, -1 ) ) } },
         { "dest || !bytes", { DO( ___SamplesMove, null, null, 1 ) } },
         { "source || !bytes", { DO( ___SamplesMove, block, null, 1 ), CALL( kitMemCopy( block, null, 1 ) ) } },
-        { "KIT_INT_MUL_OK( count, size )", { DO( PacketInsertInner, pkt(), 0, null, -1, most - 3 ),
+        { "KIT_INT_MUL_OK( count, size )", { DO( ChannelsAdjustReplaceWithDownmix, pkt(), tooMany ),
+            DO( FilterCreate, taps( 1 ), most ), DO( ToneGather, tone(), most ), DO( DualToneGather, tone(), tone(), most ),
+            DO( ModulatedToneGather, tone(), tone(), most ), DO( NoiseGather, most ), DO( SilenceGather, most ), DO( PacketInsertInner, pkt(), 0, null, -1, most - 3 ),
             DO( PacketSetChannels, pkt(), tooMany - 1 ), DO( PacketSetFrames, pkt(), most ),
             CALL( kitMemReallocN( null, most, 2 ) ) } },
         { "bytes >= 0", { CALL( kitMemAlloc( -1 ) ) } }, { "size >= 0", { CALL( kitMemSetN( null, 0, 1, -1 ) ) } },

@@ -26,11 +26,18 @@ namespace {
 
 TYPE( PCM_PACKET, pcmPacket, true, test::packet( 3, 2 ).release() )
 TYPE( PCM_PACKET_QUEUE, pcmPacketQueue, true, pcmPacketQueueCreate( 2 ) )
+
+TYPE( PCM_FILTER, pcmFilter, true, pcmFilterCreate( test::Ref( pcmFilterCoefficientsCreate( 0 ) ), 2 ) )
+TYPE( PCM_FILTER_COEFFICIENTS, pcmFilterCoefficients, true,
+    pcmFilterCoefficientsCreateFrom( test::Ref( pcmFilterCoefficientsCreate( 0 ) ) ) )
+TYPE( PCM_TONE, pcmTone, false, pcmToneCreate( 4 ) )
+
 TYPE( PCM_SRC, pcmSrc, true, pcmSrcTryCreate( PCM_SRC_TYPE_LINEAR, 2, 1, 2 ) )
 
 template <class Type> class Object : public testing::Test {
 };
-using Types = testing::Types<Type_PCM_PACKET, Type_PCM_PACKET_QUEUE, Type_PCM_SRC>;
+using Types = testing::Types<Type_PCM_PACKET, Type_PCM_PACKET_QUEUE, Type_PCM_FILTER, Type_PCM_FILTER_COEFFICIENTS,
+    Type_PCM_SRC, Type_PCM_TONE>;
 TYPED_TEST_SUITE( Object, Types );
 
 /// Stands in for a destructor and counts its calls.
@@ -168,6 +175,7 @@ TEST( Module, StartsAndStopsAgainAndAgain )
         EXPECT_EQ( pcmModule()->startup(), 1 );
     }
     EXPECT_EQ( pcmEncodingFromString( test::string( "PCM_ENCODING_INT_16" ) ), 0x8u );
+    EXPECT_EQ( pcmFilterTypeFromString( test::string( "PCM_FILTER_TYPE_LOWPASS_12000_AT_48000" ) ), 6 );
     EXPECT_EQ( pcmSrcTypeFromString( test::string( "PCM_SRC_TYPE_LINEAR" ) ), 4 );
 }
 
