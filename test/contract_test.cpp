@@ -54,7 +54,6 @@ PCM_PACKET_QUEUE **usedQueue() { return held( poked( *queue(), 8, int64_t{ 1 } )
 
 PCM_SRC *src( int64_t rate = 1 ) { return pcmSrcTryCreate( PCM_SRC_TYPE_ZERO_ORDER_HOLD, rate, 1, 2 ); }
 
-
 PCM_FILTER_COEFFICIENTS *taps( int64_t length = 2 )
 {
     return pcmFilterCoefficientsCreateFromSamplesCopy( block, length );
@@ -113,7 +112,6 @@ void convert( long used, long made, int result = 0, double ratio = 1, int64_t fr
 #define ON_NO_ADDRESS( name, ... ) DO( name, null __VA_OPT__(, ) __VA_ARGS__ ),
 #define ON_NO_PACKET( name, ... ) DO( name, none() __VA_OPT__(, ) __VA_ARGS__ ),
 #define ON_NO_QUEUE( name, ... ) DO( name, noQueue() __VA_OPT__(, ) __VA_ARGS__ ),
-
 
 #define ON_NO_FILTER( name, ... ) DO( name, noFilter() __VA_OPT__(, ) __VA_ARGS__ ),
 
