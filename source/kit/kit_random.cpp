@@ -5,7 +5,8 @@
 #include <atomic>
 
 #if defined( _WIN32 )
-    #include <cstdlib> // rand_s
+    #define _CRT_RAND_S
+    #include <stdlib.h> // rand_s
 #else
     #include <unistd.h> // getentropy
 #endif
@@ -25,7 +26,7 @@ static uint64_t systemEntropy()
 }
 
 // 0: not seeded yet. Two threads that come first together agree on the seed of one of them.
-static uint64_t state;
+alignas( 8 ) static uint64_t state;
 
 static uint64_t next()
 {

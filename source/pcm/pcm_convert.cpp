@@ -222,10 +222,10 @@ static void pcm___ConvertToSamples( uint8_t *dest, const uint8_t *source, PCM_EN
 {
     Slot slot = slotOf( encoding );
     withFormat( encoding, [=]( auto format ) {
-        using Format = decltype( format );
-        withStride<Format>( slot.width, [=]( auto stride ) {
+        using Form = decltype( format );
+        withStride<Form>( slot.width, [=]( auto stride ) {
             for ( int64_t i = 0; i < samples; ++i ) {
-                auto value = Format::decode( Format::At::load( source + slot.offset + i * stride ) );
+                auto value = Form::decode( Form::At::load( source + slot.offset + i * stride ) );
                 std::memcpy( dest + i * KIT_SIZEOF( PCM_SAMPLE ), &value, sizeof value );
             }
         } );
@@ -236,13 +236,13 @@ static void pcm___ConvertFromSamples( uint8_t *dest, PCM_ENCODING encoding, cons
 {
     Slot slot = slotOf( encoding );
     withFormat( encoding, [=]( auto format ) {
-        using Format = decltype( format );
-        if ( slot.width != Format::width ) kitMemSetN( dest, 0, samples, slot.width );
-        withStride<Format>( slot.width, [=]( auto stride ) {
+        using Form = decltype( format );
+        if ( slot.width != Form::width ) kitMemSetN( dest, 0, samples, slot.width );
+        withStride<Form>( slot.width, [=]( auto stride ) {
             for ( int64_t i = 0; i < samples; ++i ) {
-                typename Format::Value value;
+                typename Form::Value value;
                 std::memcpy( &value, source + i * KIT_SIZEOF( PCM_SAMPLE ), sizeof value );
-                Format::At::store( dest + slot.offset + i * stride, Format::encode( value ) );
+                Form::At::store( dest + slot.offset + i * stride, Form::encode( value ) );
             }
         } );
     } );

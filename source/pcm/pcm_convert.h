@@ -6,9 +6,10 @@
  *
  * Integers become floats exactly (32-bit ones round to the nearest float), with full scale at 1.0. Floats become
  * integers by truncation: values beyond full scale are clamped, NaN becomes the lowest code, and a narrow form takes
- * the top of the 32-bit value. G.711 follows the tables of ITU-T G.711; mu-law decodes to the standard's values on a
- * 16-bit scale rounded down to multiples of 8, and both laws encode a negative value with the magnitude's code.
- * 32-bit floats pass bit for bit. Spare bytes are ignored when read and written as 0.
+ * the top of the 32-bit value (G.711 gives the code of +0 for NaN). G.711 follows the tables of ITU-T G.711; mu-law
+ * decodes to the standard's values on a 16-bit scale rounded down to multiples of 8, and both laws encode a negative
+ * value with the magnitude's code. 32-bit floats pass bit for bit. Spare bytes are ignored when read and written as
+ * 0.
  *
  * All functions are free of state and may run on any number of threads.
  */

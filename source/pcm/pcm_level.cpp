@@ -16,7 +16,7 @@ static Block blockOf( PCM_PACKET **pkt )
     KIT_CHECK( pkt );
     KIT_CHECK( *pkt );
     PCM_SAMPLE *dest = pcmPacketMutableBacking( pkt );
-    return { dest, kit::saturatedMul( pcmPacketFrames( *pkt ), pcmPacketChannels( *pkt ) ) };
+    return { dest, pcmPacketFrames( *pkt ) * pcmPacketChannels( *pkt ) };
 }
 
 void pcmLevelAdjust( PCM_PACKET **pkt, double decibel )

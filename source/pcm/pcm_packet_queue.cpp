@@ -10,8 +10,7 @@ struct PCM_PACKET_QUEUE {
     int64_t channels;
     KIT_VECTOR *packetsVector; // what no gather has touched, oldest first
     PCM_PACKET *currentPacket; // taken out of the vector and partly consumed; or null
-    int64_t
-        currentPacketUsed; // leading frames consumed: between calls more than none and fewer than all, 0 with null
+    int64_t currentPacketUsed; // frames consumed of it: some and not all between calls, 0 without it
     int64_t frames;
 };
 
@@ -66,7 +65,8 @@ static void gather( PCM_PACKET_QUEUE **queue, PCM_SAMPLE *dest, int64_t frames, 
     int64_t channels = ( *queue )->channels;
     for ( int64_t done = 0, n; done < frames; done += n ) {
         PCM_PACKET *pkt = front( queue );
-        int64_t &used = ( *queue )->currentPacketUsed, total = pcmPacketFrames( pkt );
+        int64_t &used = ( *queue )->currentPacketUsed;
+        int64_t total = pcmPacketFrames( pkt );
         n = kitIntMin( total - used, frames - done );
         kernel( dest + done * channels, pcmPacketBacking( pkt ) + used * channels, n * channels );
         used += n;
@@ -137,7 +137,7 @@ PCM_PACKET *pcmPacketQueueGather( PCM_PACKET_QUEUE **queue, int64_t frames )
         ( *queue )->frames -= frames;
         return takeCurrent( *queue );
     }
-    void *block = kitMemAllocN( frames, channels * KIT_SIZEOF( PCM_SAMPLE ) );
+    void *block = kitMemAllocN( frames, kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
     pcmPacketQueueGatherSamples( queue, static_cast<PCM_SAMPLE *>( block ), frames );
     return pcmPacketCreateFromSamplesUse( static_cast<PCM_SAMPLE *>( block ), channels, frames );
 }

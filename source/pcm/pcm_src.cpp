@@ -59,8 +59,9 @@ PCM_SRC *pcmSrcTryCreate( int64_t type, int64_t readFrameRate, int64_t writeFram
     int error;
     if ( src_is_valid_ratio( src->fixRatio ) )
         src->intSrcState = src_new( pcm___SrcTypeToSamplerateConverterType( type ), int( channels ), &error );
-    if ( !src->intSrcState ) kit::replace<PCM_SRC>( &src, nullptr );
-    return src;
+    if ( src->intSrcState ) return src;
+    kit::release( src );
+    return nullptr;
 }
 
 int32_t pcmSrcFrameRateCheckCompatibility( int64_t readFrameRate, int64_t writeFrameRate )

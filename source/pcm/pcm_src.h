@@ -29,14 +29,17 @@ PCM_OBJECT_DECLARE( PCM_SRC, pcmSrc );
  * @param readFrameRate the rate of what is read, in hertz, above 0
  * @param writeFrameRate the rate of what is written, in hertz, above 0
  * @param channels of all packets, above 0 and within 32 bits
- * @return null if libsamplerate takes neither the ratio of the rates nor, for the sinc types, so many channels
+ * @return null if libsamplerate refuses the ratio of the rates, or so many channels of this type
  */
 PCM_API PCM_SRC *pcmSrcTryCreate( int64_t type, int64_t readFrameRate, int64_t writeFrameRate, int64_t channels );
 
 /** Whether libsamplerate takes the ratio of two rates above 0 (in hertz). */
 PCM_API int32_t pcmSrcFrameRateCheckCompatibility( int64_t readFrameRate, int64_t writeFrameRate );
 
-/** Converts a packet, which is only read, and adds the result to the queue. One write takes less than 2^31 frames. */
+/**
+ * Converts a packet, which is only read, and adds the result to the queue. Neither the packet nor what comes out for
+ * it may reach 2^31 frames.
+ */
 PCM_API void pcmSrcWrite( PCM_SRC *src, PCM_PACKET *pkt );
 
 /** @name Taking converted frames, as from a PCM_PACKET_QUEUE and under its contract @{ */
