@@ -1,10 +1,10 @@
 # Writes what only the build knows: cmake -DVERSION=... -DFLAVOUR=... -DOUTPUT=... -P build_header.cmake
 # string(TIMESTAMP) takes the time from SOURCE_DATE_EPOCH where that is set.
 string(TIMESTAMP time "UTC %Y-%m-%d %H:%M:%S (%A)" UTC)
-string(REPLACE "." ";" parts "${VERSION}")
-list(GET parts 0 major)
-list(GET parts 1 minor)
-list(GET parts 2 patch)
+string(REPLACE "." ";" numbers "${VERSION}")
+list(GET numbers 0 major)
+list(GET numbers 1 minor)
+list(GET numbers 2 patch)
 file(WRITE "${OUTPUT}" "#define PCM_VERSION \"${VERSION}\"
 #define PCM_VERSION_MAJOR ${major}
 #define PCM_VERSION_MINOR ${minor}
