@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cfloat>
+#include <cmath>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -63,8 +64,16 @@ static int guarded( const CLI::App &app, const std::function<void()> &work )
     return 1;
 }
 
+static std::string version()
+{
+    const KIT_MODULE_RECORD &record = pcm___module_record;
+    return std::to_string( record.productVersionMajor ) + "." + std::to_string( record.productVersionMinor ) + "." +
+           std::to_string( record.productVersionPatch );
+}
+
 int run( CLI::App &app, int argc, char **argv, const std::function<void()> &work )
 {
+    app.set_version_flag( "--version", app.get_name() + " " + version() );
     try {
         app.parse( argc, argv );
     } catch ( const CLI::Success &wish ) {
@@ -95,6 +104,33 @@ std::string lower( std::string text )
     std::transform( text.begin(), text.end(), text.begin(),
         []( char c ) { return c >= 'A' && c <= 'Z' ? char( c - 'A' + 'a' ) : c; } );
     return text;
+}
+
+// Plain decimals: what the standard library takes beyond these, such as "nan", is no number for the user.
+bool parseNumber( const std::string &text, double &value )
+{
+    return text.find_first_not_of( "0123456789.eE+-" ) == text.npos && CLI::detail::lexical_cast( text, value );
+}
+
+double secondsFrom( const std::string &option, const std::string &text )
+{
+    double value;
+    if ( !parseNumber( text, value ) || !( value >= 0 && value <= 1e9 ) )
+        fail( option + ": \"" + text + "\" is no time in seconds" );
+    return value;
+}
+
+int64_t frameAt( const std::string &option, const std::string &text, int64_t rate )
+{
+    return std::llround( secondsFrom( option, text ) * double( rate ) );
+}
+
+double levelFrom( const std::string &option, const std::string &text, double most )
+{
+    double value;
+    if ( !parseNumber( text, value ) || !( value >= -200 && value <= most ) )
+        fail( option + ": \"" + text + "\" is no level from -200 to " + fixed( most, 0 ) + " dB" );
+    return value;
 }
 
 std::string fixed( double value, int decimals )

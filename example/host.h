@@ -53,12 +53,22 @@ using String = Ref<KIT_STRING>;
 /// Ends it, with all that it would leave behind, if the user or the system has asked for that by a signal.
 void stopIfInterrupted();
 
-/// Parses the command line, runs `work` between start-up and shut-down of the library, and tells what went wrong.
-/// Returns the exit status: 0, or 1 for any failure.
+/// Parses the command line, to which it adds --version, runs `work` between start-up and shut-down of the library,
+/// and tells what went wrong. Returns the exit status: 0, or 1 for any failure.
 int run( CLI::App &app, int argc, char **argv, const std::function<void()> &work );
 
 /// Lower case, for ASCII letters.
 std::string lower( std::string text );
+
+/// Reads a decimal number; false if the text is none.
+bool parseNumber( const std::string &text, double &value );
+
+/// A time in seconds, as the user has typed it for an option, and the frame there; fail if it is none.
+double secondsFrom( const std::string &option, const std::string &text );
+int64_t frameAt( const std::string &option, const std::string &text, int64_t rate );
+
+/// A level in dB, from -200 to `most`, as the user has typed it for an option; fails if it is none.
+double levelFrom( const std::string &option, const std::string &text, double most );
 
 /// A number with a fixed number of decimals.
 std::string fixed( double value, int decimals );

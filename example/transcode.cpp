@@ -5,6 +5,8 @@
 
 #include "audio_file.h"
 #include "progress.h"
+#include "report.h"
+#include "resampler.h"
 
 #include <CLI/CLI.hpp>
 
@@ -41,10 +43,6 @@ static void declare( CLI::App &app, Options &options )
         "  transcode line.raw speech.wav --raw --input-encoding alaw --input-rate 8000 --rate 16000\n"
         "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
         "  transcode speech.wav speech.raw --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"" );
-    const KIT_MODULE_RECORD &record = pcm___module_record;
-    app.set_version_flag( "--version", "transcode " + std::to_string( record.productVersionMajor ) + "." +
-                                           std::to_string( record.productVersionMinor ) + "." +
-                                           std::to_string( record.productVersionPatch ) );
     app.add_option( "INPUT", options.input, "what to read: WAV, AU, AIFF, W64, RF64, CAF, FLAC, Ogg, MP3 ..." )
         ->required();
     app.add_option( "OUTPUT", options.output, "what to write; its extension names the container" )->required();
@@ -74,33 +72,14 @@ static void declare( CLI::App &app, Options &options )
         "show the progress, or don't; by default it is shown on a terminal if the input is long" );
 }
 
-static int64_t converterType( const std::string &quality )
-{
-    static const std::pair<const char *, int64_t> types[] = {
-        { "best", PCM_SRC_TYPE_SINC_BEST_QUALITY },
-        { "medium", PCM_SRC_TYPE_SINC_MEDIUM_QUALITY },
-        { "fast", PCM_SRC_TYPE_SINC_FASTEST },
-        { "hold", PCM_SRC_TYPE_ZERO_ORDER_HOLD },
-        { "linear", PCM_SRC_TYPE_LINEAR },
-    };
-    for ( const auto &[name, type] : types )
-        if ( quality == name ) return type;
-    fail( "unknown quality \"" + quality + "\"; known are best, medium, fast, hold, linear" );
-}
-
 // The frames of the input from one on and up to another.
 struct Cut {
     int64_t from = 0, to = INT64_MAX;
 };
 
-static int64_t frameAt( const std::string &seconds, int64_t rate, int64_t byDefault )
+static int64_t cutFrame( const std::string &seconds, int64_t rate, int64_t byDefault )
 {
-    if ( seconds.empty() ) return byDefault;
-    double value;
-    bool number = seconds.find_first_not_of( "0123456789.eE+-" ) == seconds.npos &&
-                  CLI::detail::lexical_cast( seconds, value ) && value >= 0 && value * double( rate ) < 1e18;
-    if ( !number ) fail( "--seconds-at: \"" + seconds + "\" is no time in seconds" );
-    return std::llround( value * double( rate ) );
+    return seconds.empty() ? byDefault : frameAt( "--seconds-at", seconds, rate );
 }
 
 static Cut cutAt( const std::string &text, int64_t rate )
@@ -108,17 +87,9 @@ static Cut cutAt( const std::string &text, int64_t rate )
     if ( text.empty() ) return {};
     size_t colon = text.find( ':' );
     if ( colon == text.npos ) fail( "--seconds-at: \"" + text + "\" is not FROM:TO" );
-    Cut cut = { frameAt( text.substr( 0, colon ), rate, 0 ), frameAt( text.substr( colon + 1 ), rate, INT64_MAX ) };
+    Cut cut = { cutFrame( text.substr( 0, colon ), rate, 0 ), cutFrame( text.substr( colon + 1 ), rate, INT64_MAX ) };
     if ( cut.from > cut.to ) fail( "--seconds-at: \"" + text + "\" ends before it begins" );
     return cut;
-}
-
-// 20 ms, but no more samples than memory should be spent on, also where many come out for each that goes in. Two
-// frames at least: given a single one, libsamplerate's linear converter reads the one before.
-static int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels )
-{
-    int64_t growth = std::max( otherRate / rate, int64_t( 1 ) ), most = ( 1 << 20 ) / channels / growth;
-    return std::max( std::min( ( rate + 25 ) / 50, most ), int64_t( 2 ) );
 }
 
 // Reads the packets of a part of a file.
@@ -153,71 +124,42 @@ private:
 // Takes packets of any length at one rate and writes packets of 20 ms at the other.
 class Transcoder {
 public:
-    Transcoder( AudioWriter &writer, Src src, int64_t rate, double level )
-        : writer( writer ), queue( pcmPacketQueueCreate( writer.format().channels ) ), src( std::move( src ) ),
-          inRate( rate ), level( level )
+    Transcoder( AudioWriter &writer, Resampler resampler, int64_t inRate, double level )
+        : writer( writer ), resampler( std::move( resampler ) ),
+          packet( packetFrames( writer.format().rate, inRate, writer.format().channels ) ), level( level )
     {
     }
 
     void write( PCM_PACKET *pkt )
     {
-        inFrames += pcmPacketFrames( pkt );
-        pcmPacketQueueWrite( &queue, pkt );
-        while ( src && pcmPacketQueueFrames( queue ) >= inPacket ) convert( inPacket );
-        while ( std::min( ready(), dueFrames( inFrames ) - outFrames ) >= outPacket ) emit( outPacket );
+        resampler.write( pkt );
+        while ( resampler.ready() >= packet ) emit( packet );
     }
 
-    // The converter holds frames back: silence behind the input makes it give what is still due, and no more is
-    // taken.
     void finish()
     {
-        for ( int64_t due; ( due = dueFrames( inFrames ) - outFrames ) > 0; ) {
-            int64_t frames = std::min( due, outPacket );
-            if ( ready() >= frames )
-                emit( frames );
-            else
-                convert( pcmPacketQueueFrames( queue ) );
+        for ( int64_t frames; ( frames = std::min( resampler.left(), packet ) ) > 0; ) {
+            resampler.finish( frames );
+            emit( frames );
         }
     }
 
-    // Input frames times the ratio of the rates, rounded, without a product that could be too large.
-    int64_t dueFrames( int64_t frames ) const
-    {
-        return frames / inRate * outRate + ( frames % inRate * outRate * 2 + inRate ) / ( 2 * inRate );
-    }
-
-    int64_t read() const { return inFrames; }
-    int64_t written() const { return outFrames; }
+    int64_t read() const { return resampler.written(); }
+    int64_t written() const { return resampler.gathered(); }
     double highest() const { return peak; }
 
 private:
-    int64_t ready() const { return src ? pcmSrcFrames( src ) : pcmPacketQueueFrames( queue ); }
-
-    void convert( int64_t frames )
-    {
-        Packet pkt = pcmPacketQueueGather( &queue, frames );
-        if ( frames < inPacket ) pcmPacketSetFrames( &pkt, inPacket );
-        pcmSrcWrite( src, pkt );
-    }
-
     void emit( int64_t frames )
     {
-        Packet pkt = src ? pcmSrcGather( src, frames ) : pcmPacketQueueGather( &queue, frames );
+        Packet pkt = resampler.gather( frames );
         if ( level != 0 ) pcmLevelAdjust( &pkt, level );
-        const PCM_SAMPLE *samples = pcmPacketBacking( pkt );
-        for ( int64_t i = 0; i < frames * channels; ++i ) peak = std::max( peak, std::fabs( samples[i] ) );
+        peak = highestOf( pkt, peak );
         writer.write( Buffer( pcmPacketEncode( pkt, writer.format().encoding ) ) );
-        outFrames += frames;
     }
 
     AudioWriter &writer;
-    Queue queue; // decoded frames that wait for a whole packet
-    Src src;     // null if the rates are equal
-    int64_t channels = writer.format().channels;
-    int64_t inRate, outRate = writer.format().rate;
-    int64_t inPacket = packetFrames( inRate, outRate, channels ),
-            outPacket = packetFrames( outRate, inRate, channels );
-    int64_t inFrames = 0, outFrames = 0;
+    Resampler resampler;
+    int64_t packet;
     double level;
     float peak = 0;
 };
@@ -244,35 +186,13 @@ static AudioFormat outputFormat( const Options &options, const AudioReader &read
     return format;
 }
 
-static Src converter( int64_t type, const AudioFormat &in, const AudioFormat &out )
-{
-    if ( in.rate == out.rate ) return nullptr;
-    std::string rates = std::to_string( in.rate ) + " Hz to " + std::to_string( out.rate ) + " Hz";
-    if ( !pcmSrcFrameRateCheckCompatibility( out.rate, in.rate ) )
-        fail( "libsamplerate cannot convert " + rates + ": the ratio is too far from 1" );
-    Src src = pcmSrcTryCreate( type, out.rate, in.rate, in.channels );
-    if ( !src )
-        fail( "libsamplerate cannot convert " + std::to_string( in.channels ) +
-              " channels with this quality; hold and linear take more" );
-    return src;
-}
-
 static void report(
     const Options &options, const AudioReader &reader, const AudioWriter &writer, const Transcoder &job )
 {
-    // Audio that goes to the standard output must not be mixed with words.
-    std::FILE *to = sameFile( options.output, "/dev/stdout" ) ? stderr : stdout;
-    auto line = [&]( const char *side, int64_t frames, const AudioFormat &format, const std::string &encoding,
-                    const std::string &path ) {
-        std::fprintf( to, "%-4s %lld frames, %s s, %lld Hz, %lld channel%s, %s: %s\n", side, (long long)frames,
-            fixed( double( frames ) / double( format.rate ), 3 ).c_str(), (long long)format.rate,
-            (long long)format.channels, format.channels == 1 ? "" : "s", encoding.c_str(), path.c_str() );
-    };
-    line( "in", job.read(), reader.format(), reader.encoding(), options.input );
-    line( "out", job.written(), writer.format(), encodingName( writer.format().encoding ), options.output );
-    PCM_ENCODING base = writer.format().encoding & ( PCM_ENCODING_BASE_MASK & ~PCM_ENCODING_FLOAT_32 );
-    std::fprintf( to, "peak %s%s\n", decibels( job.highest() ).c_str(),
-        job.highest() > 1 && base ? " before it was clipped to full scale" : "" );
+    Report report( options.output );
+    report.file( "in", job.read(), reader.format(), reader.encoding(), options.input );
+    report.file( "out", job.written(), writer.format(), encodingName( writer.format().encoding ), options.output );
+    report.peak( job.highest(), writer.format().encoding );
 }
 
 static void convert( Transcoder &job, CutReader source, Progress progress )
@@ -291,13 +211,13 @@ static void transcode( const Options &options )
     AudioReader reader = openInput( options );
     if ( sameFile( options.input, options.output ) ) fail( options.output + " is the input itself" );
     AudioFormat in = reader.format(), out = outputFormat( options, reader, container );
-    Src src = converter( type, in, out );
+    Resampler resampler( type, in.rate, out.rate, in.channels );
     if ( !std::isfinite( options.level ) ) fail( "--level: not a number of dB" );
     Cut cut = cutAt( options.cut, in.rate );
     if ( cut.from > reader.frames() ) fail( "--seconds-at: begins behind the end of " + options.input );
 
     AudioWriter writer( options.output, container, out );
-    Transcoder job( writer, std::move( src ), in.rate, options.level );
+    Transcoder job( writer, std::move( resampler ), in.rate, options.level );
     int64_t total = std::min( cut.to, reader.frames() );
     total = total == INT64_MAX ? -1 : total - cut.from; // a damaged file may have no end that is known
     writer.needRoom( double( total ) / double( in.rate ) * double( out.rate ) *
