@@ -144,6 +144,7 @@ static Plan planDigits( const Options &options )
     double on = secondsFrom( "--on", options.on ), off = secondsFrom( "--off", options.off );
     std::vector<Tone> tones;
     for ( char key : options.digits ) tones.push_back( dtmf( key ) );
+    if ( tones.empty() ) fail( "no keys" );
     return { double( tones.size() ) * ( on + off ), [=]( Player &player ) {
                 for ( const Tone &tone : tones ) {
                     player.sound( tone, on );
