@@ -437,7 +437,7 @@ const struct {
 
 void expectAbort( const char *context, const char *file, const std::string &text, std::function<void()> call )
 {
-    std::string line = test::abortText( context, file, text );
+    std::string line = std::string( context ) + "|source/pcm/" + file + "|" + text + "|";
     if ( !std::strncmp( file, "kit", 3 ) ) line.replace( line.find( "pcm" ), 3, "kit" );
     std::string start = "^";
     for ( char c : line ) {

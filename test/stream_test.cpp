@@ -3,12 +3,10 @@
 #include <samplerate.h>
 
 #include <algorithm>
-#include <bit>
 #include <deque>
 #include <memory>
 
-using test::NoLeaks, test::Packet, test::Random, test::Ref;
-using Samples = std::vector<float>;
+using test::bits, test::NoLeaks, test::Packet, test::Random, test::Ref, test::Samples;
 
 namespace {
 
@@ -54,7 +52,7 @@ struct QueueWalk {
 
     void step()
     {
-        HeldQueue &q = queues[drawn( queues )];
+        HeldQueue &q = random.oneOf( queues );
         int64_t all = frames( *q.model ), frames = random.upTo( std::min( all, int64_t{ 6 } ) );
         if ( random.upTo( 7 ) == 0 ) frames = all;
         switch ( int64_t kind = random.upTo( 15 ) ) {
@@ -70,7 +68,7 @@ struct QueueWalk {
             return;
         }
         case 1: // a writer goes on to change a packet that queues may hold
-            if ( HeldPacket *pkt = held.empty() ? nullptr : &held[drawn( held )] ) {
+            if ( HeldPacket *pkt = held.empty() ? nullptr : &random.oneOf( held ) ) {
                 own( pkt->model );
                 PCM_SAMPLE *backing = pcmPacketMutableBacking( &pkt->real );
                 if ( backing ) pkt->model->samples[0] = backing[0] = next += 100;
@@ -114,7 +112,7 @@ struct QueueWalk {
             Packet fresh = test::packet( random.upTo( 5 ), channels, next += 100 );
             if ( held.empty() || random.upTo( 3 ) )
                 hold( { fresh, ItemPtr( new Item{ nullptr, test::samples( fresh ) } ) } );
-            HeldPacket &pkt = held[drawn( held )];
+            HeldPacket &pkt = random.oneOf( held );
             own( own( q.model ).waiting ).push_back( pkt.model );
             pcmPacketQueueWrite( &q.real, pkt.real );
         }
@@ -192,8 +190,6 @@ struct QueueWalk {
             EXPECT_EQ( test::samples( pkt ), item.lock()->samples );
         }
     }
-
-    template <class T> size_t drawn( const T &list ) { return size_t( random.upTo( int64_t( list.size() ) - 1 ) ); }
 };
 
 const char *const types[] = { "PCM_SRC_TYPE_SINC_BEST_QUALITY", "PCM_SRC_TYPE_SINC_MEDIUM_QUALITY",
@@ -219,11 +215,6 @@ Samples convert( const Direct &direct, const Samples &in, long channels, double 
     }
     out.resize( size_t( given * channels ) );
     return out;
-}
-
-bool sameBits( const Samples &a, const Samples &b )
-{
-    return std::ranges::equal( a, b, {}, std::bit_cast<uint32_t, float>, std::bit_cast<uint32_t, float> );
 }
 
 } // namespace
@@ -258,6 +249,8 @@ TEST( RateConverter, GivesTheBitsOfDirectCalls )
             Ref<PCM_SRC> src = pcmSrcTryCreate( type, readRate, writeRate, channels );
             ASSERT_TRUE( src );
             EXPECT_EQ( pcmSrcType( src ), type );
+            EXPECT_EQ( test::text( pcmSrcTypeToString( type ) ), types[type] );
+            EXPECT_EQ( pcmSrcTypeFromString( test::string( types[type] ) ), type );
             EXPECT_EQ( pcmSrcReadFrameRate( src ), readRate );
             EXPECT_EQ( pcmSrcWriteFrameRate( src ), writeRate );
             EXPECT_EQ( pcmSrcChannels( src ), channels );
@@ -274,22 +267,18 @@ TEST( RateConverter, GivesTheBitsOfDirectCalls )
                 EXPECT_EQ( pcmSrcPackets( src ), i );
                 EXPECT_EQ( pcmSrcFrames( src ), frames );
                 const int64_t sizes[] = { 0, type == PCM_SRC_TYPE_LINEAR ? 2 : 1, 2, 3, 300 };
-                int64_t size = sizes[random.upTo( 4 )];
+                int64_t size = random.oneOf( sizes );
                 if ( size == 300 ) size = 4 + random.upTo( int64_t( 300 / ratio ) );
-                Samples block( size_t( size * channels ) );
-                for ( float &sample : block ) sample = float( random.upTo( 2000000 ) ) * 1e-6f - 1;
+                Samples block = random.samples( size_t( size * channels ), 1, 0 );
                 due.push_back( convert( direct, block, long( channels ), ratio ) );
                 frames += int64_t( due.back().size() ) / channels;
-                Packet pkt = pcmPacketCreateFromSamplesCopy( block.data(), channels, size );
+                Packet pkt = test::packetOf( block, channels );
                 pcmSrcWrite( src, pkt );
-                EXPECT_EQ( pkt.count(), 1 );
-                EXPECT_EQ( test::samples( pkt ), block );
+                test::expectPacket( pkt, channels, block );
             }
-            for ( int i = 0; i < 5; ++i, due.pop_front() ) {
-                Packet pkt = pcmSrcRead( src );
-                EXPECT_EQ( pkt.count(), 1 );
-                ASSERT_TRUE( sameBits( test::samples( pkt ), due.front() ) );
-            }
+            for ( int i = 0; i < 5; ++i, due.pop_front() )
+                test::expectPacket( pcmSrcRead( src ), channels, due.front() );
+            ASSERT_FALSE( HasFailure() );
             for ( auto &samples : due ) rest.insert( rest.end(), samples.begin(), samples.end() );
             int64_t left = pcmSrcFrames( src ), first = random.upTo( left ), last = ( left - first ) / 2;
             Samples got = test::samples( Packet( pcmSrcGather( src, first ) ) );
@@ -297,7 +286,7 @@ TEST( RateConverter, GivesTheBitsOfDirectCalls )
             pcmSrcGatherSamples( src, got.data() + first * channels, left - first - last );
             pcmSrcGatherSamplesAdd( src, got.data() + ( left - last ) * channels, last );
             for ( auto at = rest.end() - last * channels; at != rest.end(); ++at ) *at += 1;
-            EXPECT_TRUE( sameBits( got, rest ) );
+            EXPECT_EQ( bits( got ), bits( rest ) );
         }
 }
 
@@ -308,28 +297,16 @@ TEST( RateConverter, IsNullWhereItsLibraryRefuses )
         int32_t ratio;
         bool made;
     } rows[] = {
-        { PCM_SRC_TYPE_LINEAR, 256, 1, 1, 1, true },
         { PCM_SRC_TYPE_LINEAR, 257, 1, 1, 0, false },
-        { PCM_SRC_TYPE_LINEAR, 1, 256, 1, 1, true },
         { PCM_SRC_TYPE_LINEAR, 1, 257, 1, 0, false },
         { PCM_SRC_TYPE_ZERO_ORDER_HOLD, INT64_MAX, INT64_MAX, 129, 1, true },
         { PCM_SRC_TYPE_SINC_FASTEST, 8000, 8000, 128, 1, true },
         { PCM_SRC_TYPE_SINC_FASTEST, 8000, 8000, 129, 1, false },
-        { PCM_SRC_TYPE_SINC_BEST_QUALITY, 8000, 8000, 129, 1, false },
     };
     for ( auto &row : rows ) {
         NoLeaks noLeaks;
         Ref<PCM_SRC> src = pcmSrcTryCreate( row.type, row.readRate, row.writeRate, row.channels );
         EXPECT_EQ( src != nullptr, row.made ) << types[row.type] << " " << row.readRate << " " << row.channels;
         EXPECT_EQ( pcmSrcFrameRateCheckCompatibility( row.readRate, row.writeRate ), row.ratio );
-    }
-}
-
-TEST( RateConverter, TypesHaveTheirNamesAndConverters )
-{
-    for ( int64_t type = 0; type < 5; ++type ) {
-        EXPECT_EQ( test::text( pcmSrcTypeToString( type ) ), types[type] );
-        EXPECT_EQ( pcmSrcTypeFromString( test::string( types[type] ) ), type );
-        EXPECT_EQ( pcm___SrcTypeToSamplerateConverterType( type ), converters[type] );
     }
 }

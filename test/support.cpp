@@ -1,8 +1,12 @@
 #include "support.h"
 
+#include <bit>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <latch>
+#include <thread>
 
 // Stands before the library's own: one line that a death test can match whole.
 extern "C" void kit___Abort( const char *context, const char *file, int64_t line, const char *condition )
@@ -29,20 +33,49 @@ std::vector<uint8_t> bytes( KIT_BUFFER *buffer )
 
 Packet packet( int64_t frames, int64_t channels, float first )
 {
-    std::vector<float> block( size_t( frames * channels ) );
+    Samples block( size_t( frames * channels ) );
     for ( float &sample : block ) sample = first++;
-    return pcmPacketCreateFromSamplesCopy( block.data(), channels, frames );
+    return packetOf( block, channels );
 }
 
-std::vector<float> samples( PCM_PACKET *pkt )
+Packet packetOf( const Samples &samples, int64_t channels )
+{
+    return pcmPacketCreateFromSamplesCopy( samples.data(), channels, int64_t( samples.size() ) / channels );
+}
+
+Samples samples( PCM_PACKET *pkt )
 {
     const float *backing = pcmPacketBacking( pkt );
     return { backing, backing + pcmPacketFrames( pkt ) * pcmPacketChannels( pkt ) };
 }
 
-std::string abortText( const std::string &context, const std::string &file, const std::string &condition )
+std::vector<uint32_t> bits( const Samples &samples, bool moved )
 {
-    return context + "|source/pcm/" + file + "|" + condition + "|";
+    std::vector<uint32_t> all;
+    for ( float x : samples ) all.push_back( std::isnan( x ) && !moved ? 0x7FC00000 : std::bit_cast<uint32_t>( x ) );
+    return all;
+}
+
+void expectPacket( const Packet &pkt, int64_t channels, const Samples &wanted, int32_t count, bool moved )
+{
+    EXPECT_EQ( pcmPacketChannels( pkt ), channels );
+    EXPECT_EQ( pcmPacketFrames( pkt ), int64_t( wanted.size() ) / channels );
+    EXPECT_EQ( pcmPacketBacking( pkt ) == nullptr, wanted.empty() );
+    EXPECT_EQ( bits( samples( pkt ), moved ), bits( wanted, moved ) );
+    EXPECT_EQ( kit___ObjDbgAllocationSize( pkt.header() ), int64_t( wanted.size() ) * 4 );
+    EXPECT_EQ( pkt.count(), count );
+}
+
+void together( int threads, const std::function<void( int )> &work )
+{
+    std::latch start( threads );
+    std::vector<std::thread> running;
+    for ( int i = 0; i < threads; ++i )
+        running.emplace_back( [&, i] {
+            start.arrive_and_wait();
+            work( i );
+        } );
+    for ( auto &thread : running ) thread.join();
 }
 
 static uint64_t chosen( uint64_t seed )
@@ -55,6 +88,16 @@ Random::Random( uint64_t seed )
     : std::mt19937_64( chosen( seed ) ),
       trace( __FILE__, __LINE__, "PCM_TEST_SEED=" + std::to_string( chosen( seed ) ) )
 {
+}
+
+Samples Random::samples( size_t count, float scale, int64_t rare )
+{
+    static const float unusual[] = { -0.0f, 0.0f, 1e-45f, -3e-39f, 1.5e-23f, 3e38f, -1.0f, INFINITY, -INFINITY, NAN,
+        std::bit_cast<float>( 0xFF812345 ) };
+    Samples samples( count );
+    for ( float &x : samples )
+        x = rare && !upTo( rare - 1 ) ? oneOf( unusual ) : scale * ( float( upTo( 1 << 24 ) ) / ( 1 << 23 ) - 1 );
+    return samples;
 }
 
 struct Module : testing::Environment {

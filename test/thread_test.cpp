@@ -2,25 +2,10 @@
 
 #include <algorithm>
 #include <atomic>
-#include <functional>
-#include <latch>
 #include <numeric>
 #include <thread>
 
-using test::NoLeaks, test::Packet, test::Queue, test::Random;
-using Samples = std::vector<float>;
-
-static void together( int threads, const std::function<void( int )> &work )
-{
-    std::latch start( threads );
-    std::vector<std::thread> running;
-    for ( int i = 0; i < threads; ++i )
-        running.emplace_back( [&, i] {
-            start.arrive_and_wait();
-            work( i );
-        } );
-    for ( auto &thread : running ) thread.join();
-}
+using test::NoLeaks, test::Packet, test::Queue, test::Random, test::Samples, test::together;
 
 TEST( ThreadShared, HoldersGoTheirOwnWays )
 {
