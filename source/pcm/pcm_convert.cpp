@@ -1,159 +1,194 @@
 #include "pcm_convert.h"
 
+#include "pcm_lanes.h"
+#include "pcm_slot.h"
+
 #include "kit/kit_check.h"
 #include "kit/kit_loop.h"
 
 #include <array>
-#include <bit>
-#include <cstring>
-#include <type_traits>
 
-// Samples are converted a tile at a time: their bytes become 32-bit words, all alike, and these become floats, four
-// lanes at once. The compilers make the loops over a tile wide, whatever they make of longer ones.
-static constexpr int64_t tile = 32;
-typedef PCM_SAMPLE Samples __attribute__( ( vector_size( 16 ) ) );
-typedef uint32_t Words __attribute__( ( vector_size( 16 ) ) );
-typedef int32_t Ints __attribute__( ( vector_size( 16 ) ) );
+using namespace pcm;
 
-// Bytes in memory, as the low bits of a word. `load` and `store` serve one sample, `loadTile` and `storeTile` a tile
-// of slots without spare bytes.
+// Samples are converted a tile at a time, in registers: their bytes become 32-bit words, and these become floats.
+// An integer of any width stands at the top of its word: then one scale serves all widths.
 
-template <int size, std::endian order> struct Bytes {
+static constexpr int64_t sampleSize = KIT_SIZEOF( PCM_SAMPLE );
+static constexpr int tile = 4 * lanes;
+
+struct Tile {
+    Words of[4];
+};
+
+// The bytes of a tile of samples, without spare ones, as words. `turned` turns the top bit of each sample, which
+// makes an unsigned integer a signed one and back.
+template <int size, std::endian order, bool turned> struct BytesOf {
     using Word = std::conditional_t<size == 1, uint8_t, std::conditional_t<size == 2, uint16_t, uint32_t>>;
+    static constexpr int below = 32 - 8 * size;
+    static constexpr Word turn = turned ? Word( 1u << ( 8 * size - 1 ) ) : Word( 0 );
 
-    static Word ordered( Word word )
+    template <class Lanes> static Lanes ordered( Lanes v )
     {
-        if constexpr ( order == std::endian::native || size == 1 ) return word;
-        if constexpr ( size == 2 ) return Word( word << 8 | word >> 8 );
-        // In two steps of shifts, which every processor can do in lanes.
-        word = Word( ( word & 0x00FF00FF ) << 8 | ( word >> 8 & 0x00FF00FF ) );
-        return Word( uint32_t{ word } << 16 | uint32_t{ word } >> 16 );
+        if constexpr ( order == std::endian::native || size == 1 ) return v;
+        if constexpr ( size == 2 ) return swapped16( v );
+        if constexpr ( size == 4 ) return swapped32( v );
     }
-    static uint32_t load( const uint8_t *at )
+    static Tile load( const uint8_t *at )
     {
-        Word word;
-        std::memcpy( &word, at, sizeof word );
-        return ordered( word );
+        Tile words;
+        if constexpr ( size == 4 ) {
+            unrolled<4>( [&]( int r ) { words.of[r] = ordered( loadAs<Words>( at + r * laneBytes ) ) ^ turn; } );
+        } else if constexpr ( laneBytes > 16 ) { // processors with such lanes widen while they load
+            unrolled<4>( [&]( int r ) {
+                Words low = widened<Word>( at + r * lanes * size );
+                bool swaps = size == 2 && order != std::endian::native; // which lifts as well
+                words.of[r] = ( swaps ? swapped32( low ) : low << below ) ^ uint32_t { turn } << below;
+            } );
+        } else if constexpr ( size == 2 ) {
+            unrolled<2>( [&]( int r ) {
+                Halves halves = ordered( loadAs<Halves>( at + r * laneBytes ) ) ^ turn;
+                words.of[2 * r] = tops<Words, false>( halves );
+                words.of[2 * r + 1] = tops<Words, true>( halves );
+            } );
+        } else {
+            Bytes bytes = loadAs<Bytes>( at ) ^ turn;
+            Halves low = tops<Halves, false>( bytes ), high = tops<Halves, true>( bytes );
+            words = { { tops<Words, false>( low ), tops<Words, true>( low ), //
+                tops<Words, false>( high ), tops<Words, true>( high ) } };
+        }
+        return words;
     }
-    static void store( uint8_t *at, uint32_t bits )
+    static void store( uint8_t *at, const Tile &words )
     {
-        Word word = ordered( Word( bits ) );
-        std::memcpy( at, &word, sizeof word );
-    }
-    static void loadTile( uint32_t *bits, const uint8_t *at )
-    {
-        for ( int64_t i = 0; i < tile; ++i ) bits[i] = load( at + i * size );
-    }
-    static void storeTile( uint8_t *at, const uint32_t *bits )
-    {
-        for ( int64_t i = 0; i < tile; ++i ) store( at + i * size, bits[i] );
+        auto sample = [&]( int r ) { return (Ints)words.of[r] >> below; };
+        if constexpr ( size == 4 ) {
+            unrolled<4>( [&]( int r ) { storeAs( at + r * laneBytes, ordered( words.of[r] ^ turn ) ); } );
+        } else if constexpr ( size == 2 ) {
+            unrolled<2>( [&]( int r ) {
+                auto halves = (Halves)narrowed( sample( 2 * r ), sample( 2 * r + 1 ) );
+                storeAs( at + r * laneBytes, ordered( halves ^ turn ) );
+            } );
+        } else {
+            storeAs( at, (Bytes)narrowed( sample( 0 ), sample( 1 ), sample( 2 ), sample( 3 ) ) ^ turn );
+        }
     }
 };
 
-template <std::endian order> struct Bytes<3, order> {
+template <std::endian order, bool turned> struct BytesOf<3, order, turned> {
     static constexpr bool little = order == std::endian::little;
-    static constexpr int first = little ? 0 : 2, last = 2 - first;
-    using Whole = Bytes<4, order>;
+    static constexpr int pairs = lanes / 2, up = little ? 8 : 0;
+    static constexpr uint32_t turn = turned ? 1u << 31 : 0;
+    using Slots = BytesOf<4, order, false>;
 
-    static uint32_t load( const uint8_t *at )
+    // Two samples at a time, as six of the eight bytes of a long; of the last two, the bytes before them.
+    static Tile load( const uint8_t *at )
     {
-        return uint32_t{ at[first] } | uint32_t{ at[1] } << 8 | uint32_t{ at[last] } << 16;
+        Tile words;
+        if constexpr ( std::endian::native == std::endian::big ) return loadEach( at );
+        const Longs first = Longs{} + ( uint64_t{ 0xFFFFFF } << up ), second = first << 32;
+        unrolled<4>( [&]( int r ) {
+            uint64_t each[pairs];
+            unrolled<pairs>( [&]( int i ) {
+                const uint8_t *pair = at + 6 * ( r * pairs + i );
+                each[i] = r == 3 && i == pairs - 1 ? loadAs<uint64_t>( pair - 2 ) >> 16 : loadAs<uint64_t>( pair );
+            } );
+            auto longs = loadAs<Longs>( each );
+            auto w = (Words)( ( longs << up & first ) | ( longs << ( up + 8 ) & second ) );
+            words.of[r] = ( little ? w : swapped32( w ) ) ^ turn;
+        } );
+        return words;
     }
-    static void store( uint8_t *at, uint32_t bits )
+    static void store( uint8_t *at, const Tile &words )
     {
-        at[first] = uint8_t( bits );
-        at[1] = uint8_t( bits >> 8 );
-        at[last] = uint8_t( bits >> 16 );
+        if constexpr ( std::endian::native == std::endian::big ) return storeEach( at, words );
+        const Longs first = Longs{} + 0xFFFFFF, second = first << 24;
+        unrolled<4>( [&]( int r ) {
+            Words w = words.of[r] ^ turn;
+            auto each = (Longs)( little ? w : swapped32( w ) );
+            Longs longs = ( each >> up & first ) | ( each >> ( up + 8 ) & second );
+            unrolled<pairs>( [&]( int i ) {
+                uint8_t *pair = at + 6 * ( r * pairs + i );
+                if ( r < 3 || i < pairs - 1 ) return storeAs( pair, longs[i] );
+                storeAs( pair, uint32_t( longs[i] ) );
+                storeAs( pair + 4, uint16_t( longs[i] >> 32 ) );
+            } );
+        } );
     }
-    // Four samples are three words. What stands above 24 bits doesn't count.
-    static void loadTile( uint32_t *bits, const uint8_t *at )
+    // Slots of four bytes are words in which the sample is high or low.
+    static Tile loadSlots( const uint8_t *at, int64_t offset )
     {
-        for ( int64_t i = 0; i < tile; i += 4, at += 12 ) {
-            uint32_t a = Whole::load( at ), b = Whole::load( at + 4 ), c = Whole::load( at + 8 );
-            bits[i] = little ? a : a >> 8;
-            bits[i + 1] = little ? a >> 24 | b << 8 : a << 16 | b >> 16;
-            bits[i + 2] = little ? b >> 16 | c << 16 : b << 8 | c >> 24;
-            bits[i + 3] = little ? c >> 8 : c;
+        bool high = little == ( offset == 1 );
+        Tile words = Slots::load( at );
+        for ( Words &w : words.of ) w = ( high ? w & ~0xFFu : w << 8 ) ^ turn;
+        return words;
+    }
+    static void storeSlots( uint8_t *at, const Tile &words, int64_t offset )
+    {
+        bool high = little == ( offset == 1 );
+        Tile slots;
+        for ( int r = 0; r < 4; ++r )
+            slots.of[r] = high ? ( words.of[r] ^ turn ) & ~0xFFu : ( words.of[r] ^ turn ) >> 8;
+        Slots::store( at, slots );
+    }
+
+private:
+    static constexpr int lowByte = little ? 0 : 2, highByte = 2 - lowByte;
+    static Tile loadEach( const uint8_t *at )
+    {
+        uint32_t words[tile];
+        for ( uint32_t &w : words ) {
+            w = ( uint32_t{ at[lowByte] } << 8 | uint32_t{ at[1] } << 16 | uint32_t{ at[highByte] } << 24 ) ^ turn;
+            at += 3;
         }
+        return loadAs<Tile>( words );
     }
-    static void storeTile( uint8_t *at, const uint32_t *bits )
+    static void storeEach( uint8_t *at, const Tile &tileWords )
     {
-        for ( int64_t i = 0; i < tile; i += 4, at += 12 ) {
-            uint32_t s = bits[i], t = bits[i + 1], u = bits[i + 2], v = bits[i + 3]; // 24 bits each
-            Whole::store( at, little ? s | t << 24 : s << 8 | t >> 16 );
-            Whole::store( at + 4, little ? t >> 8 | u << 16 : t << 16 | u >> 8 );
-            Whole::store( at + 8, little ? u >> 16 | v << 8 : u << 24 | v );
+        uint32_t words[tile];
+        storeAs( words, tileWords );
+        for ( uint32_t w : words ) {
+            at[lowByte] = uint8_t( ( w ^ turn ) >> 8 );
+            at[1] = uint8_t( ( w ^ turn ) >> 16 );
+            at[highByte] = uint8_t( ( w ^ turn ) >> 24 );
+            at += 3;
         }
-    }
-    // Slots of four bytes, whose spare one stands before or behind: a word in which the sample is high or low.
-    static void loadTileOfFour( uint32_t *bits, const uint8_t *at, int64_t offset )
-    {
-        int shift = little == ( offset == 1 ) ? 8 : 0;
-        for ( int64_t i = 0; i < tile; ++i ) bits[i] = Whole::load( at + 4 * i ) >> shift;
-    }
-    static void storeTileOfFour( uint8_t *at, const uint32_t *bits, int64_t offset )
-    {
-        int shift = little == ( offset == 1 ) ? 8 : 0;
-        for ( int64_t i = 0; i < tile; ++i ) Whole::store( at + 4 * i, bits[i] << shift );
     }
 };
 
-// A code turns the bits of samples into what the float side holds, and back, in lanes or one by one. An integer of
-// any width is taken at the top of a 32-bit word: then one scale serves all widths, and narrowing is a shift.
+// A code turns words into what the float side holds, and back.
 
 struct Pattern {
     static constexpr int width = 4;
-    using Value = uint32_t; // not a float: no NaN may change on its way
-    static Words decode( Words bits ) { return bits; }
+    static constexpr bool turned = false;
+    static Words decode( Words bits ) { return bits; } // not as floats: no NaN may change on its way
     static Words encode( Words bits ) { return bits; }
 };
 
-static constexpr uint32_t topBit = 0x80000000;
-
 static Samples toSamples( Words bits ) { return __builtin_convertvector( (Ints)bits, Samples ); }
 
-static Samples allLanes( PCM_SAMPLE value ) { return Samples{ value, value, value, value }; }
-
-// Each comparison is written so that NaN takes the lower end.
-static Ints truncated( Samples y, PCM_SAMPLE low, PCM_SAMPLE high )
-{
-    y = y > low ? y : allLanes( low );
-    y = y < high ? y : allLanes( high );
-    return __builtin_convertvector( y, Ints );
-}
-
-// A value that is out of range is clamped. The low bits of the highest one are there only if they are wanted: no
-// float in range has them.
-template <bool allBits> static Words integers( Samples y )
-{
-    Ints bits = truncated( y, -0x1p31f, 0x1.fffffep30f );
-    if constexpr ( allBits ) bits |= ( y >= 0x1p31f ) & 0x7F;
-    return (Words)bits;
-}
-
 template <int bytes> struct Signed {
-    static constexpr int width = bytes, spare = 32 - 8 * bytes;
-    using Value = PCM_SAMPLE;
-    static Samples decode( Words bits ) { return toSamples( bits << spare ) * 0x1p-31f; }
-    static Words encode( Samples x ) { return integers<spare == 0>( x * 0x1p31f ) >> spare; }
+    static constexpr int width = bytes;
+    static constexpr bool turned = false;
+    static Samples decode( Words bits ) { return toSamples( bits ) * 0x1p-31f; }
+    static Words encode( Samples x ) { return (Words)truncated( x * 0x1p31f ); }
 };
 
 template <int bytes> struct Unsigned {
-    static constexpr int width = bytes, spare = 32 - 8 * bytes;
-    using Value = PCM_SAMPLE;
+    static constexpr int width = bytes;
+    static constexpr bool turned = true;
     static Samples decode( Words bits )
     {
-        // Up to 24 bits every step is exact, so the signed code with its top bit turned gives the same.
-        if constexpr ( spare > 0 ) return Signed<bytes>::decode( bits ^ ( topBit >> spare ) );
+        // Up to 24 bits every step is exact, so the signed code gives the same.
+        if constexpr ( bytes < 4 ) return Signed<bytes>::decode( bits );
         // Both halves are exact, and their sum rounds once: the conversion of the unsigned value.
+        bits ^= 1u << 31;
         return ( toSamples( bits >> 16 ) * 0x1p16f + toSamples( bits & 0xFFFF ) ) * 0x1p-31f - 1.0f;
     }
     static Words encode( Samples x )
     {
         // The sum rounds. It is a whole multiple of 128 wherever it is in range, so the difference is exact: the
         // conversion of the unsigned value, made by the signed one that every processor has.
-        Samples sum = x * 0x1p31f + 0x1p31f;
-        return ( integers<spare == 0>( sum - 0x1p31f ) ^ topBit ) >> spare;
+        return (Words)truncated( ( x * 0x1p31f + 0x1p31f ) - 0x1p31f );
     }
 };
 
@@ -211,38 +246,53 @@ static_assert( pcm___MulawExpandTable[0x80] == 32120 && pcm___MulawExpandTable[0
 static_assert( pcm___AlawCompressTable[31] == 0x5A && pcm___AlawCompressTable[4096] == 0x2A );
 static_assert( pcm___MulawCompressTable[16] == 0x6F && pcm___MulawCompressTable[3952] == 0x00 );
 
-// The leading one of a number and the four bits behind it, which make a segment and a place in it, are where a float
-// keeps its exponent and the top of its fraction. In lanes this is faster than the tables, which it is held against.
+// A magnitude's segment and its place in it are where a float keeps its exponent and the top of its fraction. In
+// lanes this is faster than the tables, which it is held against. It takes single numbers too, so that this can be
+// shown at compile time.
 
-static constexpr int32_t floatPattern( int32_t value ) { return std::bit_cast<int32_t>( PCM_SAMPLE( value ) ); }
-static Ints floatPattern( Ints value ) { return ( Ints ) __builtin_convertvector( value, Samples ); }
+static constexpr int32_t patternOf( PCM_SAMPLE value ) { return std::bit_cast<int32_t>( value ); }
+static Ints patternOf( Samples value ) { return (Ints)value; }
 
-// `unit` is the exponent of segment 0.
-template <class Int> static constexpr Int segmentAndPlace( Int value, int32_t unit )
+static constexpr PCM_SAMPLE fromPattern( int32_t bits ) { return std::bit_cast<PCM_SAMPLE>( bits ); }
+static Samples fromPattern( Ints bits ) { return (Samples)bits; }
+
+/// All bits set where it is so.
+static constexpr int32_t isBelow( PCM_SAMPLE a, PCM_SAMPLE b ) { return -int32_t( a < b ); }
+static Ints isBelow( Samples a, PCM_SAMPLE b ) { return a < b; }
+
+/// For magnitudes from 2^unit on, where segment 0 begins.
+template <class Float> static constexpr auto segmentAndPlace( Float magnitude, int unit )
 {
-    return ( floatPattern( value ) >> 19 ) - ( ( 127 + unit ) << 4 );
+    return ( patternOf( magnitude ) >> 19 ) - ( ( 127 + unit ) << 4 );
 }
 
+// Both take magnitudes on the 16-bit scale that have at most 12 significant bits, so that no sum rounds, and give
+// numbers above 127 for those beyond the last segment.
+
 struct AlawRule {
-    template <class Int> static constexpr Int compress( Int index )
+    static constexpr int flip = 0x55;
+    template <class Float> static constexpr auto compress( Float magnitude )
     {
-        index -= index >> 12; // 4096 counts as 4095
-        return ( index < 32 ? index >> 1 : segmentAndPlace( index, 4 ) ) ^ 0x55;
+        // The first two segments have steps of one size: the lower one is taken for the upper, and put back.
+        auto lowest = isBelow( magnitude, 256.0f );
+        return segmentAndPlace( magnitude + fromPattern( lowest & patternOf( 256.0f ) ), 7 ) + lowest * 16;
     }
 };
 
 struct MulawRule {
-    template <class Int> static constexpr Int compress( Int index )
+    static constexpr int flip = 0x7F;
+    template <class Float> static constexpr auto compress( Float magnitude )
     {
-        Int biased = 2 * index + 33, highest = Int{} + 8191;
-        return segmentAndPlace( biased < highest ? biased : highest, 5 ) ^ 0x7F;
+        return segmentAndPlace( magnitude + 128.0f, 7 );
     }
 };
 
 template <class Rule, class Table> static constexpr bool follows( const Table &table )
 {
-    for ( int32_t index = 0; index <= 4096; ++index )
-        if ( Rule::compress( index ) != table[size_t( index )] ) return false;
+    for ( int32_t index = 0; index <= 4096; ++index ) {
+        int32_t code = Rule::compress( PCM_SAMPLE( 8 * index ) );
+        if ( ( ( code < 127 ? code : 127 ) ^ Rule::flip ) != table[size_t( index )] ) return false;
+    }
     return true;
 }
 static_assert( follows<AlawRule>( pcm___AlawCompressTable ) && follows<MulawRule>( pcm___MulawCompressTable ) );
@@ -256,190 +306,183 @@ static constexpr auto readyFloats( const std::array<int16_t, 256> &table )
 static constexpr auto alawFloats = readyFloats( pcm___AlawExpandTable );
 static constexpr auto mulawFloats = readyFloats( pcm___MulawExpandTable );
 
+// A format decodes and encodes one tile without spare bytes.
+
+template <class Code, std::endian order> struct Linear {
+    static constexpr int width = Code::width;
+    using At = BytesOf<width, order, Code::turned>;
+
+    static void decode( uint8_t *dest, const uint8_t *source ) { decodeWords( dest, At::load( source ) ); }
+    static void encode( uint8_t *dest, const uint8_t *source ) { At::store( dest, encodeWords( source ) ); }
+
+    static void decodeWords( uint8_t *dest, const Tile &words )
+    {
+        unrolled<4>( [&]( int r ) { storeAs( dest + r * laneBytes, Code::decode( words.of[r] ) ); } );
+    }
+    static Tile encodeWords( const uint8_t *source )
+    {
+        using Values = decltype( Code::decode( Words{} ) );
+        Tile words;
+        unrolled<4>( [&]( int r ) { words.of[r] = Code::encode( loadAs<Values>( source + r * laneBytes ) ); } );
+        return words;
+    }
+};
+
 template <const auto &floats, class Rule> struct G711 {
     static constexpr int width = 1;
-    using Value = PCM_SAMPLE;
-    static Value decode( uint32_t code ) { return floats[code]; }
-    static Words encode( Samples x )
+
+    static void decode( uint8_t *dest, const uint8_t *source )
     {
-        Samples y = x * 0x1p15f;
-        y = (Samples)( (Ints)y & ( y == y ) ); // NaN counts as 0
-        Ints v = truncated( y, -0x1p15f, 32767.0f ), sign = v >> 31, magnitude = ( v ^ sign ) - sign;
-        return (Words)( Rule::compress( magnitude >> 3 ) | ( ~sign & 0x80 ) );
+        unrolled<4>( [&]( int r ) {
+            Samples values;
+            unrolled<lanes>( [&]( int i ) { values[i] = floats[source[r * lanes + i]]; } );
+            storeAs( dest + r * laneBytes, values );
+        } );
+    }
+    static void encode( uint8_t *dest, const uint8_t *source )
+    {
+        Ints codes[4], negative[4];
+        unrolled<4>( [&]( int r ) {
+            Samples y = loadAs<Samples>( source + r * laneBytes ) * 0x1p15f;
+            negative[r] = y <= -1.0f;
+            // NaN counts as 0. What is below a step of 8 makes no difference.
+            codes[r] = Rule::compress( (Samples)( (Ints)y & ( y == y ) & 0x7FFFF000 ) );
+        } );
+        auto magnitude = narrowed( codes[0], codes[1], codes[2], codes[3] ); // up to 127
+        auto sign = narrowed( negative[0], negative[1], negative[2], negative[3] );
+        storeAs( dest, (Bytes)magnitude ^ uint8_t( Rule::flip | 0x80 ) ^ ( (Bytes)sign & uint8_t( 0x80 ) ) );
     }
 };
 
 using Alaw = G711<alawFloats, AlawRule>;
 using Mulaw = G711<mulawFloats, MulawRule>;
 
-template <class Code> static void decodeTile( uint8_t *dest, const uint32_t *bits )
+// Runs of tiles.
+
+// Slots without spare bytes, four bytes with a sample of three, and all others.
+enum Kind { dense, threeInFour, spread };
+
+template <class Format, Kind kind>
+static void decodeTile( uint8_t *dest, const uint8_t *source, int64_t width, int64_t offset )
 {
-    if constexpr ( requires( Words words ) { Code::decode( words ); } ) {
-        for ( int64_t i = 0; i < tile; i += 4 ) {
-            Words words;
-            std::memcpy( &words, bits + i, sizeof words );
-            auto values = Code::decode( words );
-            std::memcpy( dest + i * KIT_SIZEOF( PCM_SAMPLE ), &values, sizeof values );
-        }
+    if constexpr ( kind == dense ) {
+        Format::decode( dest, source );
+    } else if constexpr ( kind == threeInFour ) {
+        Format::decodeWords( dest, Format::At::loadSlots( source, offset ) );
     } else {
-        for ( int64_t i = 0; i < tile; ++i ) {
-            auto value = Code::decode( bits[i] );
-            std::memcpy( dest + i * KIT_SIZEOF( PCM_SAMPLE ), &value, sizeof value );
-        }
+        uint8_t samples[tile * Format::width];
+        for ( int i = 0; i < tile; ++i )
+            std::memcpy( samples + i * Format::width, source + offset + i * width, Format::width );
+        Format::decode( dest, samples );
     }
 }
 
-template <class Code> static void encodeTile( uint32_t *bits, const uint8_t *source )
+template <class Format, Kind kind>
+static void encodeTile( uint8_t *dest, const uint8_t *source, int64_t width, int64_t offset )
 {
-    typedef typename Code::Value Values __attribute__( ( vector_size( 16 ) ) );
-    for ( int64_t i = 0; i < tile; i += 4 ) {
-        Values values;
-        std::memcpy( &values, source + i * KIT_SIZEOF( PCM_SAMPLE ), sizeof values );
-        Words words = Code::encode( values );
-        std::memcpy( bits + i, &words, sizeof words );
+    if constexpr ( kind == dense ) {
+        Format::encode( dest, source );
+    } else if constexpr ( kind == threeInFour ) {
+        Format::At::storeSlots( dest, Format::encodeWords( source ), offset );
+    } else {
+        uint8_t samples[tile * Format::width];
+        Format::encode( samples, source );
+        for ( int i = 0; i < tile; ++i )
+            std::memcpy( dest + offset + i * width, samples + i * Format::width, Format::width );
     }
 }
 
-template <class Code, std::endian order> struct Format : Code {
-    using At = Bytes<Code::width, order>;
+using Run = void ( * )( uint8_t *dest, const uint8_t *source, int64_t samples, int64_t slotWidth, int64_t offset );
+
+// What is left of a run, less than a tile, is put into one and taken out.
+template <class Format, Kind kind, bool decodes>
+[[gnu::flatten]] static void convertRun(
+    uint8_t *dest, const uint8_t *source, int64_t samples, int64_t slotWidth, int64_t offset )
+{
+    constexpr int64_t width = kind == dense ? Format::width : kind == threeInFour ? 4 : 0;
+    constexpr int64_t widest = width ? width : 8;
+    const int64_t encoded = width ? width : slotWidth;
+    const int64_t destWidth = decodes ? sampleSize : encoded, sourceWidth = decodes ? encoded : sampleSize;
+    constexpr auto convertTile = decodes ? decodeTile<Format, kind> : encodeTile<Format, kind>;
+    const int64_t rest = samples % tile, whole = samples - rest;
+    for ( int64_t done = 0; done < whole; done += tile )
+        convertTile( dest + done * destWidth, source + done * sourceWidth, encoded, offset );
+    if ( !rest ) return;
+    uint8_t in[tile * ( decodes ? widest : sampleSize )] = {}, out[tile * ( decodes ? sampleSize : widest )] = {};
+    std::memcpy( in, source + whole * sourceWidth, size_t( rest * sourceWidth ) );
+    convertTile( out, in, encoded, offset );
+    std::memcpy( dest + whole * destWidth, out, size_t( rest * destWidth ) );
+}
+
+static void copyRun( uint8_t *dest, const uint8_t *source, int64_t samples, int64_t, int64_t )
+{
+    std::memmove( dest, source, size_t( samples * sampleSize ) );
+}
+
+// The whole map from words to formats, by the place of the base flag; 7 is the empty base.
+template <int base, bool isUnsigned, std::endian order> static auto formatOf()
+{
+    if constexpr ( base == 0 ) return Alaw{};
+    if constexpr ( base == 1 ) return Mulaw{};
+    if constexpr ( base >= 2 && base <= 5 )
+        return Linear<std::conditional_t<isUnsigned, Unsigned<base - 1>, Signed<base - 1>>, order>{};
+    if constexpr ( base == 6 ) return Linear<Pattern, order>{};
+    if constexpr ( base == 7 ) return Linear<Pattern, std::endian::little>{}; // whatever the byte order flags say
+}
+
+struct Runs {
+    Run decode[3], encode[3]; // by kind
 };
 
-template <class Code, class Use> static void withOrder( PCM_ENCODING encoding, Use use )
+template <size_t place> static constexpr Runs runsOf()
 {
-    if constexpr ( Code::width > 1 )
-        if ( encoding & PCM_ENCODING_BIG_ENDIAN ) return use( Format<Code, std::endian::big>{} );
-    use( Format<Code, std::endian::little>{} );
+    constexpr auto order = place & 1 ? std::endian::big : std::endian::little;
+    using Format = decltype( formatOf<int( place >> 2 ), ( place & 2 ) != 0, order>() );
+    constexpr auto four = Format::width == 3 ? threeInFour : spread;
+    Runs runs = { { convertRun<Format, dense, true>, convertRun<Format, four, true>,
+                      convertRun<Format, spread, true> },
+        { convertRun<Format, dense, false>, convertRun<Format, four, false>, convertRun<Format, spread, false> } };
+    if ( std::is_same_v<Format, Linear<Pattern, std::endian::native>> )
+        runs.decode[dense] = runs.encode[dense] = copyRun;
+    return runs;
 }
 
-template <int width, class Use> static void withSign( PCM_ENCODING encoding, Use use )
+static constexpr auto allRuns = []<size_t... place>( std::index_sequence<place...> )
 {
-    if ( encoding & PCM_ENCODING_UNSIGNED )
-        withOrder<Unsigned<width>>( encoding, use );
-    else
-        withOrder<Signed<width>>( encoding, use );
+    return std::array<Runs, sizeof...( place )>{ runsOf<place>()... };
+}
+( std::make_index_sequence<8 * 2 * 2>{} );
+
+static const Runs &runsFor( Slot slot )
+{
+    return allRuns[size_t( 4 * slot.base + 2 * slot.isUnsigned + slot.isBigEndian )];
 }
 
-// The whole map from words to types.
-template <class Use> static void withFormat( PCM_ENCODING encoding, Use use )
+static Kind kindOf( Slot slot )
 {
-    switch ( encoding & PCM_ENCODING_BASE_MASK ) {
-    case 0: return use( Format<Pattern, std::endian::little>{} ); // whatever the byte order flags say
-    case PCM_ENCODING_FLOAT_32: return withOrder<Pattern>( encoding, use );
-    case PCM_ENCODING_G711_ALAW: return withOrder<Alaw>( encoding, use );
-    case PCM_ENCODING_G711_MULAW: return withOrder<Mulaw>( encoding, use );
-    case PCM_ENCODING_INT_8: return withSign<1>( encoding, use );
-    case PCM_ENCODING_INT_16: return withSign<2>( encoding, use );
-    case PCM_ENCODING_INT_24: return withSign<3>( encoding, use );
-    case PCM_ENCODING_INT_32: return withSign<4>( encoding, use );
-    }
-    kit___Abort( nullptr, kit::sourcePath<__FILE__>, __LINE__, nullptr );
+    return slot.width == slot.sampleWidth ? dense : slot.width == 4 ? threeInFour : spread;
 }
 
-struct Slot {
-    int64_t width, offset;
-};
-
-static Slot slotOf( PCM_ENCODING encoding )
+static void pcm___ConvertToSamples( uint8_t *dest, const uint8_t *source, Slot slot, int64_t samples )
 {
-    int64_t width = pcmEncodingSizeofSample( encoding );
-    int64_t spare = width - pcmEncodingSizeofSample( encoding & PCM_ENCODING_BASE_MASK );
-    if ( encoding & PCM_ENCODING_PAD_BEFORE ) return { width, spare };
-    if ( encoding & PCM_ENCODING_PAD_AFTER ) return { width, 0 };
-    return { width, encoding & PCM_ENCODING_BIG_ENDIAN ? spare : 0 };
+    runsFor( slot ).decode[kindOf( slot )]( dest, source, samples, slot.width, slot.offset );
 }
 
-// A slot without spare bytes has a stride that the compiler knows, and so has the commonest slot that has some.
-template <class Form, class Run> static void withStride( int64_t width, Run run )
+static void pcm___ConvertFromSamples( uint8_t *dest, Slot slot, const uint8_t *source, int64_t samples )
 {
-    if ( width == Form::width ) return run( std::integral_constant<int64_t, Form::width>{} );
-    if constexpr ( Form::width == 3 )
-        if ( width == 4 ) return run( std::integral_constant<int64_t, 4>{} );
-    run( width );
+    if ( slot.width != slot.sampleWidth ) kitMemSetN( dest, 0, samples, slot.width );
+    runsFor( slot ).encode[kindOf( slot )]( dest, source, samples, slot.width, slot.offset );
 }
 
-template <class Form, class Stride>
-static void loadTile( uint32_t *bits, const uint8_t *at, Stride stride, int64_t offset )
+// By itself, so that the other roads don't make room for its block.
+[[gnu::noinline]] static void convertThroughSamples(
+    uint8_t *dest, Slot destSlot, const uint8_t *source, Slot sourceSlot, int64_t samples )
 {
-    if constexpr ( std::is_same_v<Stride, std::integral_constant<int64_t, Form::width>> )
-        Form::At::loadTile( bits, at );
-    else if constexpr ( std::is_same_v<Stride, std::integral_constant<int64_t, 4>> )
-        Form::At::loadTileOfFour( bits, at, offset );
-    else
-        for ( int64_t i = 0; i < tile; ++i ) bits[i] = Form::At::load( at + offset + i * stride );
-}
-
-template <class Form, class Stride>
-static void storeTile( uint8_t *at, const uint32_t *bits, Stride stride, int64_t offset )
-{
-    if constexpr ( std::is_same_v<Stride, std::integral_constant<int64_t, Form::width>> )
-        Form::At::storeTile( at, bits );
-    else if constexpr ( std::is_same_v<Stride, std::integral_constant<int64_t, 4>> )
-        Form::At::storeTileOfFour( at, bits, offset );
-    else
-        for ( int64_t i = 0; i < tile; ++i ) Form::At::store( at + offset + i * stride, bits[i] );
-}
-
-static constexpr int64_t sampleSize = KIT_SIZEOF( PCM_SAMPLE );
-
-// What is left of a run, less than a tile, is put into one and taken out sample by sample. One function for all
-// strides: there are many formats.
-
-template <class Form>
-[[gnu::noinline]] static void decodeRest( uint8_t *dest, const uint8_t *source, int64_t stride, int64_t samples )
-{
-    uint32_t bits[tile] = {};
-    uint8_t values[tile * sampleSize];
-    for ( int64_t i = 0; i < samples; ++i ) bits[i] = Form::At::load( source + i * stride );
-    decodeTile<Form>( values, bits );
-    std::memcpy( dest, values, size_t( samples * sampleSize ) );
-}
-
-template <class Form>
-[[gnu::noinline]] static void encodeRest( uint8_t *dest, const uint8_t *source, int64_t stride, int64_t samples )
-{
-    uint32_t bits[tile];
-    uint8_t values[tile * sampleSize] = {};
-    std::memcpy( values, source, size_t( samples * sampleSize ) );
-    encodeTile<Form>( bits, values );
-    for ( int64_t i = 0; i < samples; ++i ) Form::At::store( dest + i * stride, bits[i] );
-}
-
-static void pcm___ConvertToSamples( uint8_t *dest, const uint8_t *source, PCM_ENCODING encoding, int64_t samples )
-{
-    Slot slot = slotOf( encoding );
-    int64_t rest = samples % tile, whole = samples - rest;
-    withFormat( encoding, [=]( auto format ) {
-        using Form = decltype( format );
-        withStride<Form>( slot.width, [=]( auto stride ) {
-            uint32_t bits[tile];
-            for ( int64_t done = 0; done < whole; done += tile ) {
-                loadTile<Form>( bits, source + done * stride, stride, slot.offset );
-                decodeTile<Form>( dest + done * sampleSize, bits );
-            }
-        } );
-        if ( rest )
-            decodeRest<Form>(
-                dest + whole * sampleSize, source + whole * slot.width + slot.offset, slot.width, rest );
-    } );
-}
-
-static void pcm___ConvertFromSamples( uint8_t *dest, PCM_ENCODING encoding, const uint8_t *source, int64_t samples )
-{
-    Slot slot = slotOf( encoding );
-    int64_t rest = samples % tile, whole = samples - rest;
-    withFormat( encoding, [=]( auto format ) {
-        using Form = decltype( format );
-        if ( slot.width != Form::width ) kitMemSetN( dest, 0, samples, slot.width );
-        withStride<Form>( slot.width, [=]( auto stride ) {
-            uint32_t bits[tile];
-            for ( int64_t done = 0; done < whole; done += tile ) {
-                encodeTile<Form>( bits, source + done * sampleSize );
-                storeTile<Form>( dest + done * stride, bits, stride, slot.offset );
-            }
-        } );
-        if ( rest )
-            encodeRest<Form>(
-                dest + whole * slot.width + slot.offset, source + whole * sampleSize, slot.width, rest );
+    constexpr int64_t blockSamples = 256;
+    uint8_t block[blockSamples * sizeof( PCM_SAMPLE )];
+    kit::forChunks( samples, blockSamples, [&]( int64_t done, int64_t n ) {
+        pcm___ConvertToSamples( block, source + done * sourceSlot.width, sourceSlot, n );
+        pcm___ConvertFromSamples( dest + done * destSlot.width, destSlot, block, n );
     } );
 }
 
@@ -461,22 +504,15 @@ void pcm___Convert(
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( dest || samples == 0 );
     KIT_CHECK( source || samples == 0 );
-    destEncoding = pcmEncodingNormalize( destEncoding );
-    sourceEncoding = pcmEncodingNormalize( sourceEncoding );
-    int64_t destSize = pcmEncodingSizeofSample( destEncoding );
-    int64_t sourceSize = pcmEncodingSizeofSample( sourceEncoding );
+    Slot destSlot = slotOf( destEncoding ), sourceSlot = slotOf( sourceEncoding );
+    int64_t destSize = destSlot.width, sourceSize = sourceSlot.width;
     KIT_CHECK( KIT_INT_MUL_OK( destSize, samples ) );
     KIT_CHECK( KIT_INT_MUL_OK( sourceSize, samples ) );
 
     auto *to = static_cast<uint8_t *>( dest );
     auto *from = static_cast<const uint8_t *>( source );
-    if ( destEncoding == 0 ) return pcm___ConvertToSamples( to, from, sourceEncoding, samples );
-    if ( sourceEncoding == 0 ) return pcm___ConvertFromSamples( to, destEncoding, from, samples );
+    if ( isSamples( destEncoding ) ) return pcm___ConvertToSamples( to, from, sourceSlot, samples );
+    if ( isSamples( sourceEncoding ) ) return pcm___ConvertFromSamples( to, destSlot, from, samples );
 
-    constexpr int64_t blockSamples = 256;
-    uint8_t block[blockSamples * sizeof( PCM_SAMPLE )];
-    kit::forChunks( samples, blockSamples, [&]( int64_t done, int64_t n ) {
-        pcm___ConvertToSamples( block, from + done * sourceSize, sourceEncoding, n );
-        pcm___ConvertFromSamples( to + done * destSize, destEncoding, block, n );
-    } );
+    convertThroughSamples( to, destSlot, from, sourceSlot, samples );
 }

@@ -1,8 +1,8 @@
 #include "pcm_encoding.h"
 
-#include "kit/kit_ref.h"
+#include "pcm_slot.h"
 
-#include <bit>
+#include "kit/kit_ref.h"
 
 #define FLAGS( X )                  \
     X( PCM_ENCODING_G711_ALAW )     \
@@ -27,40 +27,19 @@
 
 static constexpr PCM_ENCODING orderGroup = PCM_ENCODING_BIG_ENDIAN | PCM_ENCODING_LITTLE_ENDIAN;
 static constexpr PCM_ENCODING padGroup = PCM_ENCODING_PAD_BEFORE | PCM_ENCODING_PAD_AFTER;
-static constexpr PCM_ENCODING packGroup = 2 * PCM_ENCODING_PACK_64 - PCM_ENCODING_PACK_16;
 
 static KIT_FLAGSET *pcm___EncodingFlagset;
 
 static PCM_ENCODING lowestBit( PCM_ENCODING word ) { return word & -word; }
 
-static int64_t baseWidth( PCM_ENCODING base )
-{
-    switch ( base ) {
-    case PCM_ENCODING_G711_ALAW:
-    case PCM_ENCODING_G711_MULAW:
-    case PCM_ENCODING_INT_8: return 1;
-    case PCM_ENCODING_INT_16: return 2;
-    case PCM_ENCODING_INT_24: return 3;
-    default: return 4;
-    }
-}
-
-static int64_t packWidth( PCM_ENCODING pack )
-{
-    return pack ? 2 + std::countr_zero( pack ) - std::countr_zero( PCM_ENCODING_PACK_16 ) : 1;
-}
-
 PCM_ENCODING pcmEncodingNormalize( PCM_ENCODING encoding )
 {
     return lowestBit( encoding & PCM_ENCODING_BASE_MASK ) | ( encoding & PCM_ENCODING_UNSIGNED ) |
-           lowestBit( encoding & orderGroup ) | lowestBit( encoding & padGroup ) | lowestBit( encoding & packGroup );
+           lowestBit( encoding & orderGroup ) | lowestBit( encoding & padGroup ) |
+           lowestBit( encoding & pcm::packGroup );
 }
 
-int64_t pcmEncodingSizeofSample( PCM_ENCODING encoding )
-{
-    encoding = pcmEncodingNormalize( encoding );
-    return kitIntMax( baseWidth( encoding & PCM_ENCODING_BASE_MASK ), packWidth( encoding & packGroup ) );
-}
+int64_t pcmEncodingSizeofSample( PCM_ENCODING encoding ) { return pcm::slotOf( encoding ).width; }
 
 int64_t pcmEncodingSizeofFrame( PCM_ENCODING encoding, int64_t channels )
 {
