@@ -4,6 +4,7 @@
 
 #include "kit/kit.h"
 
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -161,6 +162,22 @@ static void addKernels()
         scaleLimit );
 }
 
+// A packet in one block. Whoever keeps one counts himself, in a way that threads may share.
+struct LimitPacket {
+    std::atomic<int64_t> holders{ 1 };
+    int64_t header[7];
+    float samples[];
+
+    static LimitPacket *create( int64_t frames )
+    {
+        return new ( std::malloc( sizeof( LimitPacket ) + size_t( frames ) * sizeof( float ) ) ) LimitPacket;
+    }
+    void release()
+    {
+        if ( holders == 1 || --holders == 0 ) std::free( this );
+    }
+};
+
 // Filters
 
 std::vector<float> firTaps( int taps )
@@ -226,20 +243,26 @@ static void addFirLoop( const char *who, int taps, int channels, int64_t samples
     add( job, samples, who, [=] {
         int64_t history = int64_t( taps - 1 ) * channels;
         std::vector<float> line( size_t( history + samples ), 0.0f );
-        auto run = [=, set = firTaps( taps )]() mutable {
+        auto filter = [=, set = firTaps( taps )]( float *dest ) mutable {
             std::memcpy( &line[size_t( history )], blocks.samples, size_t( samples ) * sizeof( float ) );
-            fir( outSamples(), line.data(), set, channels, 0, samples );
+            fir( dest, line.data(), set, channels, 0, samples );
             std::memmove( line.data(), &line[size_t( samples )], size_t( history ) * sizeof( float ) );
-            return samples;
         };
-        run();
-        Own filter( createFilter( taps, channels ) );
+        filter( outSamples() );
+        Own ours( createFilter( taps, channels ) );
         Own pkt( pcmPacketCreateFromSamplesCopy( blocks.samples, channels, samples / channels ) );
-        pcmFilterWrite( &filter.obj, pkt.obj );
-        Own out( pcmFilterRead( &filter.obj ) );
+        pcmFilterWrite( &ours.obj, pkt.obj );
+        Own out( pcmFilterRead( &ours.obj ) );
         if ( std::memcmp( pcmPacketBacking( out.obj ), outSamples(), size_t( samples ) * sizeof( float ) ) )
             failDiffering( job, who );
-        return run;
+        return [=]() mutable { // a packet goes in, and another one comes out of a queue
+            auto *made = LimitPacket::create( samples );
+            filter( made->samples );
+            ++made->holders;
+            made->release();
+            made->release();
+            return samples;
+        };
     } );
 }
 
@@ -312,18 +335,18 @@ struct NaiveQueue : PlainQueue<NaiveQueue> {
 };
 
 struct LimitQueue : PlainQueue<LimitQueue> {
-    const float *ring[8];
+    LimitPacket *pkt = LimitPacket::create( packetFrames ), *ring[8];
     unsigned in = 0, out = 0;
 
-    void write() { ring[in++ % 8] = blocks.samples, held += packetFrames; }
-    const float *front() { return ring[out % 8]; }
-    void pop() { ++out; }
+    void write() { ++pkt->holders, ring[in++ % 8] = pkt, held += packetFrames; }
+    const float *front() { return ring[out % 8]->samples; }
+    void pop() { ring[out++ % 8]->release(); }
     void gatherPacket( int64_t frames )
     {
-        auto *made = static_cast<float *>( std::malloc( size_t( frames ) * sizeof( float ) ) );
-        gather( made, frames );
+        auto *made = LimitPacket::create( frames );
+        gather( made->samples, frames );
         benchmark::DoNotOptimize( made );
-        std::free( made );
+        made->release();
     }
 };
 
@@ -367,11 +390,10 @@ static void addPackets()
         benchmark::DoNotOptimize( pkt->data() );
     } );
     addOperation( "packet", "limit", [] {
-        constexpr size_t header = 64;
-        auto *made = static_cast<uint8_t *>( std::malloc( header + bytes ) );
-        std::memcpy( made + header, blocks.samples, bytes );
+        auto *made = LimitPacket::create( packetFrames );
+        std::memcpy( made->samples, blocks.samples, bytes );
         benchmark::DoNotOptimize( made );
-        std::free( made );
+        made->release();
     } );
 }
 

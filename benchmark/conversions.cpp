@@ -84,7 +84,24 @@ static __m128i swap16( __m128i v ) { return _mm_or_si128( _mm_slli_epi16( v, 8 )
 
 static __m128i swap32( __m128i v ) { return swap16( _mm_shufflehi_epi16( _mm_shufflelo_epi16( v, 0xB1 ), 0xB1 ) ); }
 
-template <Form f> static constexpr bool packed24 = f.width == 3 && f.slot == 3;
+// Four packed samples from sixteen bytes, each at the top of its word.
+template <Form f> static __m128i spread24( __m128i v )
+{
+    __m128i a = _mm_unpacklo_epi32( v, _mm_srli_si128( v, 3 ) );
+    __m128i b = _mm_unpacklo_epi32( _mm_srli_si128( v, 6 ), _mm_srli_si128( v, 9 ) );
+    __m128i words = _mm_slli_epi32( _mm_unpacklo_epi64( a, b ), 8 );
+    if ( f.big ) words = _mm_slli_epi32( swap32( words ), 8 );
+    return f.isUnsigned ? _mm_xor_si128( words, _mm_set1_epi32( INT32_MIN ) ) : words;
+}
+
+// And back: six bytes of each half.
+template <Form f> static __m128i gathered24( __m128i words )
+{
+    const __m128i first = _mm_set1_epi64x( 0xFFFFFF );
+    if ( f.isUnsigned ) words = _mm_xor_si128( words, _mm_set1_epi32( INT32_MIN ) );
+    words = f.big ? swap32( words ) : _mm_srli_epi32( words, 8 );
+    return _mm_or_si128( _mm_and_si128( words, first ), _mm_slli_epi64( _mm_srli_epi64( words, 32 ), 24 ) );
+}
 
 // Turns byte order and sign of a register of slots; its own inverse.
 template <Form f> static __m128i turned( __m128i v )
@@ -119,31 +136,36 @@ template <Form f> static void decodeLimit( void *dest, const void *source, int64
     auto *from = static_cast<const uint8_t *>( source );
     const __m128i zero = _mm_setzero_si128();
     int64_t i = 0;
-    for ( ; i + 16 <= samples; i += 16 ) {
-        auto load = [&]( int n ) {
-            return turned<f>( _mm_loadu_si128( reinterpret_cast<const __m128i *>( from + i * f.slot ) + n ) );
-        };
-        Bits bits;
-        if constexpr ( f.slot == 4 ) {
-            for ( int r = 0; r < 4; ++r ) {
-                bits.of[r] = load( r );
-                if ( f.width == 3 )
-                    bits.of[r] = f.offset ? _mm_and_si128( bits.of[r], _mm_set1_epi32( -256 ) )
-                                          : _mm_slli_epi32( bits.of[r], 8 );
-            }
-        } else {
-            __m128i low, high;
-            if constexpr ( f.slot == 2 ) {
-                low = load( 0 ), high = load( 1 );
+    if constexpr ( f.slot == 3 )
+        for ( ; i + 6 <= samples; i += 4 ) // which reads four bytes of what follows
+            _mm_storeu_ps( to + i,
+                decode4<f>( spread24<f>( _mm_loadu_si128( reinterpret_cast<const __m128i *>( from + i * 3 ) ) ) ) );
+    else
+        for ( ; i + 16 <= samples; i += 16 ) {
+            auto load = [&]( int n ) {
+                return turned<f>( _mm_loadu_si128( reinterpret_cast<const __m128i *>( from + i * f.slot ) + n ) );
+            };
+            Bits bits;
+            if constexpr ( f.slot == 4 ) {
+                for ( int r = 0; r < 4; ++r ) {
+                    bits.of[r] = load( r );
+                    if ( f.width == 3 )
+                        bits.of[r] = f.offset ? _mm_and_si128( bits.of[r], _mm_set1_epi32( -256 ) )
+                                              : _mm_slli_epi32( bits.of[r], 8 );
+                }
             } else {
-                __m128i all = load( 0 );
-                low = _mm_unpacklo_epi8( zero, all ), high = _mm_unpackhi_epi8( zero, all );
+                __m128i low, high;
+                if constexpr ( f.slot == 2 ) {
+                    low = load( 0 ), high = load( 1 );
+                } else {
+                    __m128i all = load( 0 );
+                    low = _mm_unpacklo_epi8( zero, all ), high = _mm_unpackhi_epi8( zero, all );
+                }
+                bits = { { _mm_unpacklo_epi16( zero, low ), _mm_unpackhi_epi16( zero, low ),
+                    _mm_unpacklo_epi16( zero, high ), _mm_unpackhi_epi16( zero, high ) } };
             }
-            bits = { { _mm_unpacklo_epi16( zero, low ), _mm_unpackhi_epi16( zero, low ),
-                _mm_unpacklo_epi16( zero, high ), _mm_unpackhi_epi16( zero, high ) } };
+            for ( int r = 0; r < 4; ++r ) _mm_storeu_ps( to + i + 4 * r, decode4<f>( bits.of[r] ) );
         }
-        for ( int r = 0; r < 4; ++r ) _mm_storeu_ps( to + i + 4 * r, decode4<f>( bits.of[r] ) );
-    }
     decodeNaive<f>( to + i, from + i * f.slot, samples - i );
 }
 
@@ -152,28 +174,36 @@ template <Form f> static void encodeLimit( void *dest, const void *source, int64
     auto *to = static_cast<uint8_t *>( dest );
     auto *from = static_cast<const float *>( source );
     int64_t i = 0;
-    for ( ; i + 16 <= samples; i += 16 ) {
-        auto store = [&]( int n, __m128i v ) {
-            _mm_storeu_si128( reinterpret_cast<__m128i *>( to + i * f.slot ) + n, turned<f>( v ) );
-        };
-        Bits bits;
-        for ( int r = 0; r < 4; ++r ) bits.of[r] = encode4<f>( from + i + 4 * r );
-        if constexpr ( f.slot == 4 ) {
-            for ( int r = 0; r < 4; ++r ) {
-                if ( f.width == 3 )
-                    bits.of[r] = f.offset ? _mm_and_si128( bits.of[r], _mm_set1_epi32( -256 ) )
-                                          : _mm_srli_epi32( bits.of[r], 8 );
-                store( r, bits.of[r] );
-            }
-        } else {
-            for ( __m128i &each : bits.of ) each = _mm_srai_epi32( each, 32 - 8 * f.width );
-            __m128i low = _mm_packs_epi32( bits.of[0], bits.of[1] ), high = _mm_packs_epi32( bits.of[2], bits.of[3] );
-            if constexpr ( f.slot == 2 )
-                store( 0, low ), store( 1, high );
-            else
-                store( 0, _mm_packs_epi16( low, high ) );
+    if constexpr ( f.slot == 3 )
+        for ( ; i + 5 <= samples; i += 4 ) { // which writes two bytes of what follows
+            __m128d both = _mm_castsi128_pd( gathered24<f>( encode4<f>( from + i ) ) );
+            _mm_storel_pd( reinterpret_cast<double *>( to + i * 3 ), both );
+            _mm_storeh_pd( reinterpret_cast<double *>( to + i * 3 + 6 ), both );
         }
-    }
+    else
+        for ( ; i + 16 <= samples; i += 16 ) {
+            auto store = [&]( int n, __m128i v ) {
+                _mm_storeu_si128( reinterpret_cast<__m128i *>( to + i * f.slot ) + n, turned<f>( v ) );
+            };
+            Bits bits;
+            for ( int r = 0; r < 4; ++r ) bits.of[r] = encode4<f>( from + i + 4 * r );
+            if constexpr ( f.slot == 4 ) {
+                for ( int r = 0; r < 4; ++r ) {
+                    if ( f.width == 3 )
+                        bits.of[r] = f.offset ? _mm_and_si128( bits.of[r], _mm_set1_epi32( -256 ) )
+                                              : _mm_srli_epi32( bits.of[r], 8 );
+                    store( r, bits.of[r] );
+                }
+            } else {
+                for ( __m128i &each : bits.of ) each = _mm_srai_epi32( each, 32 - 8 * f.width );
+                __m128i low = _mm_packs_epi32( bits.of[0], bits.of[1] ),
+                        high = _mm_packs_epi32( bits.of[2], bits.of[3] );
+                if constexpr ( f.slot == 2 )
+                    store( 0, low ), store( 1, high );
+                else
+                    store( 0, _mm_packs_epi16( low, high ) );
+            }
+        }
     encodeNaive<f>( to + i * f.slot, from + i, samples - i );
 }
 
@@ -192,16 +222,13 @@ static void swapLimit( void *dest, const void *source, int64_t samples )
 #else
 template <Form f> static constexpr Loop decodeLimit = nullptr;
 template <Form f> static constexpr Loop encodeLimit = nullptr;
-template <Form f> static constexpr bool packed24 = true;
 static constexpr Loop swapLimit = nullptr;
 #endif
 
 template <Form f> static void addIntegers( const char *name, PCM_ENCODING encoding )
 {
-    Loop decode = nullptr, encode = nullptr;
-    if constexpr ( !packed24<f> ) decode = decodeLimit<f>, encode = encodeLimit<f>;
-    add( name, encoding, true, decodeNaive<f>, decode );
-    add( name, encoding, false, encodeNaive<f>, encode );
+    add( name, encoding, true, decodeNaive<f>, decodeLimit<f> );
+    add( name, encoding, false, encodeNaive<f>, encodeLimit<f> );
 }
 
 template <PCM_ENCODING law> struct G711 {
@@ -256,12 +283,52 @@ template <PCM_ENCODING law> struct G711 {
             static_cast<uint8_t *>( dest )[i] = codes[size_t( std::abs( v ) >> 3 )] | ( v < 0 ? 0 : 0x80 );
         }
     }
+#ifdef __SSE2__
+    // The segment is the exponent of the magnitude, or of one that begins where the segments do.
+    static __m128i magnitudes( __m128 y )
+    {
+        __m128 m = _mm_and_ps( y, _mm_castsi128_ps( _mm_set1_epi32( 0x7FFFF000 ) ) );
+        m = _mm_and_ps( m, _mm_cmpord_ps( y, y ) );
+        if ( law == PCM_ENCODING_G711_MULAW ) {
+            __m128i bits = _mm_castps_si128( _mm_add_ps( m, _mm_set1_ps( 128.0f ) ) );
+            return _mm_sub_epi32( _mm_srli_epi32( bits, 19 ), _mm_set1_epi32( 134 << 4 ) );
+        }
+        __m128 low = _mm_cmplt_ps( m, _mm_set1_ps( 256.0f ) );
+        __m128i bits = _mm_castps_si128( _mm_add_ps( m, _mm_and_ps( low, _mm_set1_ps( 256.0f ) ) ) );
+        __m128i above = _mm_sub_epi32( _mm_srli_epi32( bits, 19 ), _mm_set1_epi32( 134 << 4 ) );
+        return _mm_add_epi32( above, _mm_slli_epi32( _mm_castps_si128( low ), 4 ) );
+    }
+    static void encodeLimit( void *dest, const void *source, int64_t samples )
+    {
+        auto *from = static_cast<const float *>( source );
+        auto *to = static_cast<uint8_t *>( dest );
+        int64_t i = 0;
+        for ( ; i + 16 <= samples; i += 16 ) {
+            __m128i codes[4], signs[4];
+            for ( int r = 0; r < 4; ++r ) {
+                __m128 y = _mm_mul_ps( _mm_loadu_ps( from + i + 4 * r ), _mm_set1_ps( 0x1p15f ) );
+                codes[r] = magnitudes( y );
+                signs[r] = _mm_castps_si128( _mm_cmple_ps( y, _mm_set1_ps( -1.0f ) ) );
+            }
+            auto packed = []( const __m128i *v ) {
+                return _mm_packs_epi16( _mm_packs_epi32( v[0], v[1] ), _mm_packs_epi32( v[2], v[3] ) );
+            };
+            constexpr int flip = law == PCM_ENCODING_G711_MULAW ? 0xFF : 0xD5;
+            __m128i sign = _mm_and_si128( packed( signs ), _mm_set1_epi8( char( 0x80 ) ) );
+            __m128i bytes = _mm_xor_si128( _mm_xor_si128( packed( codes ), sign ), _mm_set1_epi8( char( flip ) ) );
+            _mm_storeu_si128( reinterpret_cast<__m128i *>( to + i ), bytes );
+        }
+        encodeNaive( to + i, from + i, samples - i );
+    }
+#else
+    static constexpr Loop encodeLimit = nullptr;
+#endif
 };
 
 template <PCM_ENCODING law> static void addG711( const char *name )
 {
     add( name, law, true, G711<law>::decodeNaive, G711<law>::decodeLimit );
-    add( name, law, false, G711<law>::encodeNaive, nullptr );
+    add( name, law, false, G711<law>::encodeNaive, G711<law>::encodeLimit );
 }
 
 void addConversions()

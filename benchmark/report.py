@@ -34,19 +34,24 @@ def ratios(times):
     return {who: times[who] / times["ours"] for who in RATIOS if who in times}
 
 
-def show(table):
-    head = ["job", "samples", "ours ns", *(f"{who} ns" for who in RATIOS), *(f"{who}/ours" for who in RATIOS), "best other"]
+def show(table, levels, markdown):
+    """One row for each job; `levels` are tables of the same jobs with builds for newer processors."""
+    head = ["job", "samples", "ours ns", *(f"{who}/ours" for who in RATIOS), "best other",
+            *(f"other/ours {name}" for name in levels)]
     lines = [head]
     for (job, samples), times in table.items():
-        ratio = ratios(times)
+        cells = ratios(times)
+        newer = [ratios(level.get((job, samples), {"ours": 1})).get("other") for level in levels.values()]
         lines.append([job, str(samples), f"{times['ours']:.3f}",
-                      *(f"{times[who]:.3f}" if who in times else "-" for who in RATIOS),
-                      *(f"{ratio[who]:.2f}" if who in ratio else "-" for who in RATIOS), times.get("name", "-")])
+                      *(f"{cells[who]:.2f}" if who in cells else "-" for who in RATIOS), times.get("name", "-"),
+                      *(f"{ratio:.2f}" if ratio else "-" for ratio in newer)])
+    if markdown:
+        lines = [[*line[:2], *line[3:]] for line in lines]  # times are the machine's, ratios less so
+        lines.insert(1, ["---"] * len(lines[0]))
     widths = [max(map(len, column)) for column in zip(*lines)]
     for line in lines:
-        first, *numbers, last = (cell.ljust(w) if at in (0, len(head) - 1) else cell.rjust(w)
-                                 for at, (cell, w) in enumerate(zip(line, widths)))
-        print(" ".join([first, *numbers, last]).rstrip())
+        text = (" | " if markdown else " ").join(cell.ljust(width) for cell, width in zip(line, widths))
+        print(f"| {text} |" if markdown else text.rstrip())
 
 
 def compare(table, kept):
@@ -93,11 +98,15 @@ def main():
     parser.add_argument("--against", type=pathlib.Path, metavar="KEPT.json",
                         help="show the ratios that changed by more than 10 %%; exit code 1 if one got worse")
     parser.add_argument("--plot", type=pathlib.Path, metavar="FILE.svg", help="draw it, with gnuplot where it is there")
+    parser.add_argument("--level", action="append", default=[], metavar="NAME=FILE.json",
+                        help="a run with the build for a newer processor")
+    parser.add_argument("--markdown", action="store_true", help="the table for the docs, without times")
     args = parser.parse_args()
     table = rows(args.result)
     if not table:
         sys.exit(f"no medians in {args.result}")
-    show(table)
+    levels = {name: rows(pathlib.Path(path)) for name, path in (level.split("=", 1) for level in args.level)}
+    show(table, levels, args.markdown)
     if args.plot:
         plot(table, args.plot)
     if args.against:

@@ -26,7 +26,7 @@ static void *allocate( void *block, int64_t bytes )
 {
     size_t size = blockSize( bytes );
     bool fits = uint64_t( bytes ) <= SIZE_MAX;
-    void *memory = fits ? std::realloc( block, size ) : nullptr;
+    void *memory = !fits ? nullptr : block ? std::realloc( block, size ) : std::malloc( size );
     KIT_CHECK_IN( "out of memory", memory );
     return memory;
 }

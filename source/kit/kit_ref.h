@@ -22,9 +22,13 @@ template <class T> T *retain( T *obj )
     return obj;
 }
 
+/// Acquire, so that what another holder read before it let go happens before our writes.
+template <class T> bool isShared( T *obj ) { return refCount( obj ).load( std::memory_order_acquire ) > 1; }
+
+/// The last holder needs no atomic subtraction: nobody else is there to change the count.
 template <class T> void release( T *obj )
 {
-    if ( obj && refCount( obj ).fetch_sub( 1 ) == 1 ) kit___ObjFree( header( obj ) );
+    if ( obj && ( !isShared( obj ) || refCount( obj ).fetch_sub( 1 ) == 1 ) ) kit___ObjFree( header( obj ) );
 }
 
 /// For fields and globals whose time is over: whoever still uses one finds an address that no object has.
@@ -33,9 +37,6 @@ template <class T> void releaseAndPoison( T *&field )
     release( field );
     field = reinterpret_cast<T *>( intptr_t{ -1 } );
 }
-
-/// Acquire, so that what another holder read before it let go happens before our writes.
-template <class T> bool isShared( T *obj ) { return refCount( obj ).load( std::memory_order_acquire ) > 1; }
 
 template <class T> void replace( T **handle, T *fresh )
 {

@@ -1,5 +1,6 @@
 #include "pcm_filter.h"
 
+#include "pcm_lanes.h"
 #include "pcm_module.h"
 #include "pcm_packet_queue.h"
 #include "pcm_samples_stdc.h"
@@ -7,6 +8,8 @@
 #include "kit/kit_ref.h"
 
 #include <cstring>
+
+using pcm::Samples;
 
 struct PCM_FILTER {
     KIT_OBJ header;
@@ -41,7 +44,12 @@ static void allocateHistory( PCM_FILTER *filter )
     kit___ObjDbgSetAllocationSizeN( &filter->header, samples, KIT_SIZEOF( PCM_SAMPLE ) );
 }
 
+// NaN passes.
 static PCM_SAMPLE limited( PCM_SAMPLE sum ) { return -1.0f > sum ? -1.0f : 1.0f < sum ? 1.0f : sum; }
+static Samples limited( Samples sums )
+{
+    return pcm::greater( Samples{} - 1.0f, pcm::lesser( Samples{} + 1.0f, sums ) );
+}
 
 // A run of samples of the signal: those of the packet, from 0 on, and before them those of the ring.
 static void copySignal(
@@ -49,7 +57,8 @@ static void copySignal(
 {
     int64_t ring = filter.coefficientsLength * filter.channels, oldest = filter.historyPosition * filter.channels;
     while ( samples > 0 && from < 0 ) {
-        int64_t at = ( oldest + from + ring ) % ring, n = kitIntMin( kitIntMin( samples, -from ), ring - at );
+        int64_t place = oldest + from, at = place < 0 ? place + ring : place;
+        int64_t n = kitIntMin( kitIntMin( samples, -from ), ring - at );
         std::memcpy( dest, filter.history + at, size_t( n ) * sizeof *dest );
         dest += n, from += n, samples -= n;
     }
@@ -60,14 +69,14 @@ static void copySignal(
 static void keepHistory( PCM_FILTER *filter, const PCM_SAMPLE *source, int64_t frames )
 {
     int64_t slots = filter->coefficientsLength, channels = filter->channels, kept = kitIntMin( frames, slots );
-    int64_t first = ( filter->historyPosition + frames - kept ) % slots, straight = kitIntMin( kept, slots - first );
+    int64_t first = kept < slots ? filter->historyPosition : 0, straight = kitIntMin( kept, slots - first );
     source += ( frames - kept ) * channels;
     pcm___SamplesCopy( filter->history + first * channels, source, straight * channels );
     pcm___SamplesCopy( filter->history, source + straight * channels, ( kept - straight ) * channels );
-    filter->historyPosition = ( first + kept ) % slots;
+    filter->historyPosition = straight < kept ? kept - straight : first + kept < slots ? first + kept : 0;
 }
 
-typedef PCM_SAMPLE Lanes __attribute__( ( vector_size( 16 ) ) );
+template <class Lane> static constexpr int64_t laneCount = sizeof( Lane ) / sizeof( PCM_SAMPLE );
 
 // Neighbouring outputs are lanes: every output keeps its own order of terms, and the sums stay in registers while the
 // taps go by. Interleaving needs no attention, since one frame back is `channels` samples back for all of them.
@@ -77,12 +86,8 @@ static void addTaps(
 {
     const PCM_SAMPLE *tap = filter.coefficientsBacking + first;
     for ( int64_t i = 0; i < taps; ++i )
-        for ( int v = 0; v < width; ++v ) {
-            Lane source;
-            std::memcpy( &source, oldest + i * filter.channels + v * int64_t( sizeof source / sizeof *oldest ),
-                sizeof source );
-            sums[v] += source * tap[-i];
-        }
+        for ( int v = 0; v < width; ++v )
+            sums[v] += pcm::loadAs<Lane>( oldest + i * filter.channels + v * laneCount<Lane> ) * tap[-i];
 }
 
 // Works through whole tiles of outputs and returns where the next one stands.
@@ -90,7 +95,7 @@ template <class Lane, int width>
 static int64_t filterTiles(
     PCM_SAMPLE *dest, const PCM_FILTER &filter, const PCM_SAMPLE *source, int64_t done, int64_t samples )
 {
-    constexpr int64_t tile = width * sizeof( Lane ) / sizeof( PCM_SAMPLE ), scratch = 512;
+    constexpr int64_t tile = width * laneCount<Lane>, scratch = 512;
     for ( ; samples - done >= tile; done += tile ) {
         Lane sums[width] = {};
         int64_t taps = filter.coefficientsLength, from = done - ( taps - 1 ) * filter.channels;
@@ -103,11 +108,23 @@ static int64_t filterTiles(
             from += n * filter.channels, taps -= n;
         }
         if ( taps > 0 ) addTaps( sums, filter, source + from, taps - 1, taps );
-        PCM_SAMPLE out[tile];
-        std::memcpy( out, sums, sizeof out );
-        for ( int64_t i = 0; i < tile; ++i ) dest[done + i] = limited( out[i] );
+        for ( int v = 0; v < width; ++v ) pcm::storeAs( dest + done + v * laneCount<Lane>, limited( sums[v] ) );
     }
     return done;
+}
+
+static void filterBlock( PCM_SAMPLE *dest, const PCM_FILTER &filter, const PCM_SAMPLE *source, int64_t samples )
+{
+    int64_t done = filterTiles<Samples, 8>( dest, filter, source, 0, samples );
+    done = filterTiles<Samples, 4>( dest, filter, source, done, samples );
+    done = filterTiles<Samples, 2>( dest, filter, source, done, samples );
+    done = filterTiles<Samples, 1>( dest, filter, source, done, samples );
+    if ( done == samples ) return;
+    // The last ones once more with those before them, if there are any.
+    if ( samples >= pcm::lanes )
+        filterTiles<Samples, 1>( dest, filter, source, samples - pcm::lanes, samples );
+    else
+        filterTiles<PCM_SAMPLE, 1>( dest, filter, source, done, samples );
 }
 
 // Tests and copy-on-write of every operation that changes a filter.
@@ -165,10 +182,7 @@ void pcmFilterWrite( PCM_FILTER **filter, PCM_PACKET *pkt )
     PCM_SAMPLE *block = nullptr;
     if ( frames ) {
         block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
-        int64_t done = filterTiles<Lanes, 8>( block, *self, source, 0, samples );
-        done = filterTiles<Lanes, 4>( block, *self, source, done, samples );
-        done = filterTiles<Lanes, 1>( block, *self, source, done, samples );
-        filterTiles<PCM_SAMPLE, 1>( block, *self, source, done, samples );
+        filterBlock( block, *self, source, samples );
         keepHistory( self, source, frames );
     }
     PCM_PACKET *out = pcmPacketCreateFromSamplesUse( block, self->channels, frames );

@@ -54,6 +54,34 @@ template <int count, class Step> inline void unrolled( Step step )
     ( std::make_integer_sequence<int, count>{} );
 }
 
+/// `a < b ? a : b` in each lane: b where one of them is NaN.
+inline Samples lesser( Samples a, Samples b )
+{
+#if defined __AVX512BW__
+    return _mm512_maskz_min_ps( 0xFFFF, a, b );
+#elif defined __AVX2__
+    return _mm256_min_ps( a, b );
+#elif defined __SSE2__
+    return _mm_min_ps( a, b );
+#else
+    return a < b ? a : b;
+#endif
+}
+
+/// `a > b ? a : b` in each lane.
+inline Samples greater( Samples a, Samples b )
+{
+#if defined __AVX512BW__
+    return _mm512_maskz_max_ps( 0xFFFF, a, b );
+#elif defined __AVX2__
+    return _mm256_max_ps( a, b );
+#elif defined __SSE2__
+    return _mm_max_ps( a, b );
+#else
+    return a > b ? a : b;
+#endif
+}
+
 /// Truncates towards zero. What is out of range gives the nearest integer, NaN the lowest.
 inline Ints truncated( Samples y )
 {
@@ -64,8 +92,7 @@ inline Ints truncated( Samples y )
 #elif defined __SSE2__
     return (Ints)_mm_cvttps_epi32( y ) ^ ( y >= 0x1p31f ); // out of range it gives the lowest
 #else
-    Samples low = Samples{} - 0x1p31f, high = Samples{} + 0x1.fffffep30f, in = y > low ? y : low;
-    in = in < high ? in : high;
+    Samples in = lesser( greater( y, Samples{} - 0x1p31f ), Samples{} + 0x1.fffffep30f );
     return __builtin_convertvector( in, Ints ) | ( ( y >= 0x1p31f ) & 0x7F );
 #endif
 }
