@@ -42,7 +42,7 @@ template <int size, std::endian order, bool turned> struct BytesOf {
             unrolled<4>( [&]( int r ) {
                 Words low = widened<Word>( at + r * lanes * size );
                 bool swaps = size == 2 && order != std::endian::native; // which lifts as well
-                words.of[r] = ( swaps ? swapped32( low ) : low << below ) ^ uint32_t { turn } << below;
+                words.of[r] = ( swaps ? swapped32( low ) : low << below ) ^ uint32_t( turn ) << below;
             } );
         } else if constexpr ( size == 2 ) {
             unrolled<2>( [&]( int r ) {

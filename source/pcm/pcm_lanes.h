@@ -13,6 +13,9 @@
 #ifdef __SSE2__
     #include <immintrin.h>
 #endif
+#if defined __i386__ && !defined __SSE2_MATH__
+    #error "every step has to round to a float: build with -msse2 -mfpmath=sse"
+#endif
 
 namespace pcm {
 

@@ -80,11 +80,12 @@ void pcm___SamplesScale( PCM_SAMPLE *dest, int64_t samples, double scale )
     auto factor = PCM_SAMPLE( scale );
     constexpr int64_t tile = 4 * pcm::lanes; // four at once, which a plain loop doesn't come to
     int64_t done = 0;
-    for ( ; samples - done >= tile; done += tile )
-        pcm::unrolled<4>( [=]( int r ) {
-            PCM_SAMPLE *at = dest + done + r * pcm::lanes;
-            pcm::storeAs( at, pcm::loadAs<pcm::Samples>( at ) * factor );
-        } );
+    for ( ; samples - done >= tile; done += tile ) {
+        PCM_SAMPLE *at = dest + done;
+        pcm::Samples scaled[4];
+        pcm::unrolled<4>( [&]( int r ) { scaled[r] = pcm::loadAs<pcm::Samples>( at + r * pcm::lanes ) * factor; } );
+        pcm::unrolled<4>( [&]( int r ) { pcm::storeAs( at + r * pcm::lanes, scaled[r] ); } );
+    }
     for ( ; done < samples; ++done ) dest[done] *= factor;
 }
 
