@@ -7,6 +7,7 @@
 #include <cstring>
 #include <dlfcn.h>
 #include <functional>
+#include <sys/resource.h>
 
 // Every condition whose breaking ends the process. A call breaks the condition of its row and, where that can be,
 // those that are tested behind it: with the next one first, it would end with another text.
@@ -205,7 +206,8 @@ const struct {
         { "KIT_INT_MUL_OK( destSampleSize, samples )", {
             DO( TryConvert, PCM_ENCODING_INT_16, bytes( most ), PCM_ENCODING_INT_8 ) } },
     } }, { "kit_buffer", {
-        { "buffer", { DO( TryConvert, 0, null, 0 ) } },
+        { "buffer", { DO( TryConvert, 0, null, 0 ), CALL( kitBufferBacking( null ) ) } },
+        { "length >= 0", { CALL( kitBufferCreateFromBytesUse( null, -1 ) ) } },
         { "bytes || length == 0", { CALL( kitBufferCreateFromBytesUse( null, 1 ) ) } },
     } }, { "pcm_samples_stdc", {
         { "samples >= 0", { DO( SilenceGatherSamples, null, -1 ), DO( ___SamplesZero, null, -1 ), DO( ___SamplesScale, null, -1, 2 ),
@@ -345,13 +347,13 @@ const struct {
         { "KIT_INT_TO_SIGNED_LONG_CONV_OK( outFrames )", {
             DO( SrcWrite, poked( src( 256 ), 8, tooMany ), vast( 1 << 23, tooMany ) ) } },
         { "KIT_INT_MUL_OK( outFrames, src->fixChannels )", {
-            DO( SrcWrite, poked( src( 256 ), 8, tooMany ), vast( 1 << 22, tooMany ) ) } },
+            DO( SrcWrite, poked( src( 256 ), 8, int64_t{ 1 } << 33 ), vast( 1 << 22, int64_t{ 1 } << 33 ) ) } },
         { "!src_process( src->intSrcState, &sd )", { CALL( convert( 0, 0, 1 ) ) } },
         { "sd.input_frames_used || sd.output_frames_gen", { CALL( convert( 0, 0 ) ) } },
         { "sd.input_frames_used >= 0", { CALL( convert( -1, -1 ) ) } },
-        { "sd.input_frames_used <= (long)(pktFrames - pktIndex)", { CALL( convert( 6, -1 ) ) } },
+        { "sd.input_frames_used <= (long)(pktFrames - pktIndex)", { CALL( convert( 6, -1 ) ), CALL( convert( 3, 0 ) ) } },
         { "sd.output_frames_gen >= 0", { CALL( convert( 5, -1 ) ) } },
-        { "sd.output_frames_gen <= (long)(outFrames - outIndex)", { CALL( convert( 5, 6 ) ) } },
+        { "sd.output_frames_gen <= (long)(outFrames - outIndex)", { CALL( convert( 5, 6 ) ), CALL( convert( 1, 4 ) ) } },
     } }, { "pcm_channels", {
         { "pkt", { DOWNMIXES( ON_NO_ADDRESS ) } }, { "*pkt", { DOWNMIXES( ON_NO_PACKET ) } },
         { "channels > 0", { DO( ChannelsAdjustReplaceWithDownmix, pkt(), 0 ),
@@ -415,12 +417,41 @@ const struct {
             CALL( convertWith( pcmDecibelFromGain, NAN ) ) } },
         { "kitRealIsFinite( decibel )", { DO( DecibelToGain, -INFINITY ),
             DO( LevelAdjustSamples, null, -1, INFINITY ), CALL( convertWith( pcmDecibelFromGain, -INFINITY ) ) } },
-    } }, { "kit_string", { { "cstr || length == 0", { CALL( kitStringCreateFromCstr( null, -1 ) ) } } } },
-    { "kit_vector", { { "vector", { CALL( kitVectorUnshift( null ) ), CALL( kitVectorLength( null ) ) } } } },
-    { "kit_object", { { "obj", { CALL( kitObjRetain( null ) ), CALL( kitObjRelease( null ) ) } } } },
-    { "kit_module", { { "started", {
-        CALL( KIT_MODULE idle{ {}, {}, [] { return 0; }, {}, {} }; kitModuleStartup( &idle ) ) } } } },
-    { "kit_random", { { "low < high", { CALL( kitRandomNonNegativeIntRange( 7, 7 ) ) } } } },
+    } }, { "kit_string", {
+        { "length >= -1", { CALL( kitStringCreateFromCstr( null, -2 ) ) } },
+        { "cstr || length == 0", { CALL( kitStringCreateFromCstr( null, -1 ) ) } },
+        { "KIT_INT_ADD_OK( length, KIT_SIZEOF( KIT_STRING ) + 1 )", { CALL( kitStringCreateFromCstr( "", most - 48 ) ) } },
+        { "string", { CALL( kitStringBacking( null ) ), CALL( kitStringLength( null ) ) } },
+    } }, { "kit_names", {
+        { "text || length == 0", { CALL( kitFlagsetHasFlagCstr( kitFlagsetCreate(), null, -1 ) ) } },
+    } }, { "kit_flagset", {
+        { "set", { CALL( kitFlagsetSetFlagCstr( null, null, -1, 0 ) ), CALL( kitFlagsetHasFlagCstr( null, null, -1 ) ),
+            CALL( kitFlagsetParse( null, null ) ), CALL( kitFlagsetGenerate( null, 0 ) ) } },
+        { "*set", { CALL( kitFlagsetSetFlagCstr( held<KIT_FLAGSET>( null ), null, -1, 0 ) ) } },
+        { "string", { CALL( kitFlagsetParse( kitFlagsetCreate(), null ) ) } },
+    } }, { "kit_enum", {
+        { "enumeration", { CALL( kitEnumSetEnumerantCstr( null, null, -1, 0 ) ), CALL( kitEnumParse( null, null ) ),
+            CALL( kitEnumGenerate( null, 0 ) ) } },
+        { "*enumeration", { CALL( kitEnumSetEnumerantCstr( held<KIT_ENUM>( null ), null, -1, 0 ) ) } },
+    } }, { "kit_vector", {
+        { "vector", { CALL( kitVectorAppendObj( null, null ) ), CALL( kitVectorUnshift( null ) ),
+            CALL( kitVectorClear( null ) ), CALL( kitVectorLength( null ) ) } },
+        { "*vector", { CALL( kitVectorAppendObj( held<KIT_VECTOR>( null ), null ) ),
+            CALL( kitVectorUnshift( held<KIT_VECTOR>( null ) ) ), CALL( kitVectorClear( held<KIT_VECTOR>( null ) ) ) } },
+        { "obj", { CALL( kitVectorAppendObj( held( kitVectorCreate() ), null ) ) } },
+    } }, { "kit_object", {
+        { "obj", { CALL( kitObjRetain( null ) ), CALL( kitObjRelease( null ) ), CALL( kitObjSort( null ) ),
+            CALL( kitObjToString( null ) ), CALL( kit___ObjFree( null ) ), CALL( kit___ObjDbgAllocationSize( null ) ),
+            CALL( kit___ObjDbgSetAllocationSizeN( null, 0, 0 ) ) } },
+        { "size >= KIT_SIZEOF( KIT_OBJ )", { CALL( kit___ObjCreate( 39, null ) ) } },
+        { "sort", { CALL( kit___ObjCreate( 40, null ) ) } },
+    } }, { "kit_module", {
+        { "module", { CALL( kitModuleStartup( null ) ), CALL( kitModuleShutdown( null ) ) } },
+        { "started", { CALL( KIT_MODULE idle{ {}, {}, [] { return 0; }, {}, {} }; kitModuleStartup( &idle ) ) } },
+    } }, { "kit_random", {
+        { "low >= 0", { CALL( kitRandomNonNegativeIntRange( -1, -1 ) ) } },
+        { "low < high", { CALL( kitRandomNonNegativeIntRange( 7, 7 ) ) } },
+    } },
     { "kit_memory", {
         { "count >= 0", { DO( ___SamplesCopy, null, null, -1 ), CALL( kitMemAllocN( -1, -1 ) ) } },
         { "dest || !bytes", { DO( ___SamplesMove, null, null, 1 ) } },
@@ -455,6 +486,50 @@ TEST( Contract, EveryBrokenConditionEndsTheProcessWithItsText )
                 SCOPED_TRACE( "call " + std::to_string( i ) + " of " + text );
                 expectAbort( context, file, text, calls[i] );
             }
+}
+
+// A machine with 256 MiB, and sizes that are legal and larger: nobody gets a null, and no sample is touched before.
+// What says that it is so large has a block of 64 bytes.
+TEST( Contract, TooLittleMemoryEndsTheProcess )
+{
+    static constexpr int64_t many = 1 << 28;
+    void ( *const calls[] )() = {
+        DO( PacketCreateFrom, vast( many, 1 ) ),
+        DO( PacketCreateFromSamplesCopy, block, 1, many ),
+        DO( PacketSetFrames, pkt(), many ),
+        DO( PacketSetChannels, pkt(), many ),
+        DO( PacketMutableBacking, held( pcmPacketRetain( vast( many, 1 ) ) ) ),
+        DO( PacketAppend, pkt(), vast( many, 2 ) ),
+        DO( PacketEncode, vast( many, 1 ), PCM_ENCODING_INT_16 ),
+        DO( PacketTryDecode, bytes( many ), PCM_ENCODING_INT_8, 1 ),
+        DO( PacketCreateFromWithChannels, vast( many, 1 ), 2 ),
+        DO( PacketCreateFromWithChannelMask, vast( many, 2 ), 1 ),
+        DO( TryConvert, PCM_ENCODING_INT_32, bytes( many ), PCM_ENCODING_INT_8 ),
+        CALL( auto queue = emptyQueue(); for ( int i
+                                               : { 2, 2 } ) pcmPacketQueueWrite( queue, vast( many, i ) );
+              pcmPacketQueueGather( queue, many + 1 ) ),
+        DO( FilterCreate, taps(), many ),
+        DO( FilterWrite, filter(), vast( many, 2 ) ),
+        DO( SrcWrite, src(), vast( many, 2 ) ),
+        DO( FilterCoefficientsCreateFromSamplesCopy, block, many ),
+        DO( ToneGather, tone(), many ),
+        DO( DualToneGather, tone(), tone(), many ),
+        DO( ModulatedToneGather, tone(), tone(), many ),
+        DO( NoiseGather, many ),
+        DO( SilenceGather, many ),
+        DO( FramesExtend, held( vast( many, 1 ) ), 2 ),
+        DO( FramesReduce, held( vast( many, 1 ) ), 2 ),
+        DO( ChannelsAdjustReplaceWithDownmix, pkt(), many ),
+        CALL( kitStringCreateFromCstr( "", many ) )
+    };
+    for ( auto &call : calls ) {
+        SCOPED_TRACE( &call - calls );
+        expectAbort( "out of memory", "kit_memory", "memory", [=] {
+            const rlimit little = { 1 << 28, 1 << 28 };
+            setrlimit( RLIMIT_AS, &little );
+            call();
+        } );
+    }
 }
 
 TEST( Contract, AFlagNameThatIsThereEndsTheStartUp )

@@ -8,10 +8,11 @@
 namespace {
 
 // clang-format off
-#define TYPE( NAME, prefix, has_destructor, make ) \
+#define TYPE( NAME, prefix, has_destructor, held_handles, make ) \
     struct Type_##NAME { \
         static constexpr auto name = #NAME; \
         static constexpr bool hasDestructor = has_destructor; \
+        static constexpr int handles = held_handles; \
         static constexpr auto sort = prefix##Sort; \
         static constexpr auto obj = prefix##Obj; \
         static constexpr auto from = prefix##From; \
@@ -24,15 +25,15 @@ namespace {
     };
 // clang-format on
 
-TYPE( PCM_PACKET, pcmPacket, true, test::packet( 3, 2 ).release() )
-TYPE( PCM_PACKET_QUEUE, pcmPacketQueue, true, pcmPacketQueueCreate( 2 ) )
+TYPE( PCM_PACKET, pcmPacket, true, 0, test::packet( 3, 2 ).release() )
+TYPE( PCM_PACKET_QUEUE, pcmPacketQueue, true, 2, pcmPacketQueueCreate( 2 ) )
 
-TYPE( PCM_FILTER, pcmFilter, true, pcmFilterCreate( test::Ref( pcmFilterCoefficientsCreate( 0 ) ), 2 ) )
-TYPE( PCM_FILTER_COEFFICIENTS, pcmFilterCoefficients, true,
+TYPE( PCM_FILTER, pcmFilter, true, 2, pcmFilterCreate( test::Ref( pcmFilterCoefficientsCreate( 0 ) ), 2 ) )
+TYPE( PCM_FILTER_COEFFICIENTS, pcmFilterCoefficients, true, 0,
     pcmFilterCoefficientsCreateFrom( test::Ref( pcmFilterCoefficientsCreate( 0 ) ) ) )
-TYPE( PCM_TONE, pcmTone, false, pcmToneCreate( 4 ) )
+TYPE( PCM_TONE, pcmTone, false, 0, pcmToneCreate( 4 ) )
 
-TYPE( PCM_SRC, pcmSrc, true, pcmSrcTryCreate( PCM_SRC_TYPE_LINEAR, 2, 1, 2 ) )
+TYPE( PCM_SRC, pcmSrc, true, 1, pcmSrcTryCreate( PCM_SRC_TYPE_LINEAR, 2, 1, 2 ) )
 
 template <class Type> class Object : public testing::Test {
 };
@@ -40,13 +41,17 @@ using Types = testing::Types<Type_PCM_PACKET, Type_PCM_PACKET_QUEUE, Type_PCM_FI
     Type_PCM_SRC, Type_PCM_TONE>;
 TYPED_TEST_SUITE( Object, Types );
 
-/// Stands in for a destructor and counts its calls.
+/// Stands in for a destructor and counts its calls, and the handles that it leaves with all bits set. No heap is
+/// left.
 void ( *destructor )( KIT_OBJ * );
-int destroyed;
+int destroyed, poisoned;
 void countAndDestroy( KIT_OBJ *obj )
 {
     ++destroyed;
     if ( destructor ) destructor( obj );
+    auto *words = reinterpret_cast<int64_t *>( obj );
+    EXPECT_EQ( kit___ObjDbgAllocationSize( obj ), 0 );
+    poisoned = int( std::count( words + 5, words + obj->storage / 8, -1 ) );
 }
 
 TYPED_TEST( Object, IsCountedAndEndsOnce )
@@ -70,6 +75,7 @@ TYPED_TEST( Object, IsCountedAndEndsOnce )
     EXPECT_EQ( destroyed, 0 );
     T::release( object );
     EXPECT_EQ( destroyed, 1 );
+    EXPECT_EQ( poisoned, T::handles );
     T::sort()->destructor = destructor;
 }
 
@@ -101,7 +107,7 @@ std::vector<const void *> fieldsOf( KIT_OBJ *record, int64_t kind, size_t size )
         EXPECT_EQ( image, expected ) << used;
         EXPECT_EQ( kitObjRetain( record ), record );
         EXPECT_EQ( record->refCount, 2 );
-        for ( int i = 0; i < 3; ++i ) kitObjRelease( record ); // one too many
+        for ( int i = 0; i < 4; ++i ) kitObjRelease( record ); // two too many
         EXPECT_EQ( kitObjCompare( record, record ), 0 );
         EXPECT_NE( kitObjCompare( record, test::string( "other" ).header() ), 0 );
         EXPECT_FALSE( test::text( kitObjToString( record ) ).empty() );

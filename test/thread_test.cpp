@@ -43,6 +43,35 @@ TEST( ThreadShared, HoldersGoTheirOwnWays )
     EXPECT_EQ( test::samples( Packet( pcmPacketQueueGather( &shared, 60 ) ) ), original );
 }
 
+TEST( ThreadFilter, HoldersGoTheirOwnWays )
+{
+    NoLeaks noLeaks;
+    using Filter = test::Ref<PCM_FILTER>;
+    const float halves[] = { 0.5f, 0.25f };
+    std::vector<test::Ref<PCM_FILTER_COEFFICIENTS>> sets(
+        4, pcmFilterCoefficientsCreateFromSamplesCopy( halves, 2 ) );
+    Filter shared = pcmFilterCreate( sets[0], 1 );
+    pcmFilterWrite( &shared, test::packetOf( { 0.5f } ) );
+    std::vector<Filter> handles( 4, shared );
+    together( 4, [&]( int i ) {
+        auto set = std::move( sets[size_t( i )] );
+        Filter mine = std::move( handles[size_t( i )] );
+        for ( int round = 0; round < 300; ++round ) {
+            float x = float( i * 300 + round ) / 2048;
+            Filter filters[] = { mine, pcmFilterCreateFrom( mine ), pcmFilterCreate( set, 1 ) };
+            for ( Filter &filter : filters ) {
+                auto expected = filter == filters[2] ? Samples{ x / 2 } : Samples{ 0.25f, x / 2 + 0.125f };
+                pcmFilterWrite( &filter, test::packetOf( { x } ) );
+                Packet got = pcmFilterGather( &filter, pcmFilterFrames( filter ) );
+                EXPECT_EQ( test::samples( got ), expected );
+                pcmFilterReset( &filter );
+            }
+        }
+        EXPECT_EQ( pcmFilterFrames( mine ), 1 );
+    } );
+    EXPECT_EQ( shared.count(), 1 );
+}
+
 // The other holders are gone, and nothing but their counts says so to the last one, which changes the object itself.
 TEST( ThreadLast, HolderChangesInPlace )
 {

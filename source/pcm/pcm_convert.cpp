@@ -416,7 +416,7 @@ template <class Format, Kind kind, bool decodes>
 
 static void copyRun( uint8_t *dest, const uint8_t *source, int64_t samples, int64_t, int64_t )
 {
-    std::memmove( dest, source, size_t( samples * sampleSize ) );
+    if ( samples ) std::memmove( dest, source, size_t( samples * sampleSize ) );
 }
 
 // The whole map from words to formats, by the place of the base flag; 7 is the empty base.
@@ -455,7 +455,7 @@ static constexpr auto allRuns = []<size_t... place>( std::index_sequence<place..
 
 static const Runs &runsFor( Slot slot )
 {
-    return allRuns[size_t( 4 * slot.base + 2 * slot.isUnsigned + slot.isBigEndian )];
+    return allRuns[4 * size_t( slot.base ) + 2 * slot.isUnsigned + slot.isBigEndian];
 }
 
 static Kind kindOf( Slot slot )

@@ -19,7 +19,7 @@ struct Slot {
     int64_t width, sampleWidth, offset; // the sample's place in the slot
 };
 
-inline constexpr int8_t sampleWidths[] = { 1, 1, 1, 2, 3, 4, 4, 4 }, packWidths[] = { 2, 3, 4, 5, 6, 7, 8, 1 };
+inline constexpr uint8_t sampleWidths[] = { 1, 1, 1, 2, 3, 4, 4, 4 }, packWidths[] = { 2, 3, 4, 5, 6, 7, 8, 1 };
 
 /// Of several flags of a group the lowest counts.
 constexpr Slot slotOf( PCM_ENCODING encoding )
