@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace host {
 
@@ -44,16 +45,15 @@ const Container &containerFor( const std::string &path, const std::string &name 
 }
 
 // libsndfile's word for samples of an encoding; 0 if it has none.
-static int subtype( PCM_ENCODING encoding )
+static int subtype( pcm::Encoding encoding )
 {
-    encoding = pcmEncodingNormalize( encoding );
-    PCM_ENCODING base = encoding & PCM_ENCODING_BASE_MASK;
-    if ( pcmEncodingSizeofSample( encoding ) != pcmEncodingSizeofSample( base ) ) return 0; // padded
-    bool isUnsigned = encoding & PCM_ENCODING_UNSIGNED;
-    int order = encoding & PCM_ENCODING_BIG_ENDIAN      ? SF_ENDIAN_BIG
-                : encoding & PCM_ENCODING_LITTLE_ENDIAN ? SF_ENDIAN_LITTLE
-                                                        : SF_ENDIAN_FILE;
-    switch ( base ) {
+    encoding = encoding.normalized();
+    if ( encoding.sizeofSample() != encoding.base().sizeofSample() ) return 0; // padded
+    bool isUnsigned( encoding & pcm::Encoding::unsignedCodes );
+    int order = encoding & pcm::Encoding::bigEndian      ? SF_ENDIAN_BIG
+                : encoding & pcm::Encoding::littleEndian ? SF_ENDIAN_LITTLE
+                                                         : SF_ENDIAN_FILE;
+    switch ( encoding.base().word() ) {
     case PCM_ENCODING_G711_ALAW: return SF_FORMAT_ALAW;
     case PCM_ENCODING_G711_MULAW: return SF_FORMAT_ULAW;
     case PCM_ENCODING_INT_8: return isUnsigned ? SF_FORMAT_PCM_U8 : SF_FORMAT_PCM_S8;
@@ -88,7 +88,7 @@ static void needHolding( const std::string &path, const Container &container, co
         if ( containerHolds( container, { each.encoding, format.rate, format.channels } ) )
             held += ( held.empty() ? "" : ", " ) + std::string( each.name );
     std::string wanted =
-        format.encoding & byteOrders ? encodingFlags( format.encoding ) : encodingName( format.encoding );
+        format.encoding & byteOrders ? to_string( format.encoding ) : encodingName( format.encoding );
     fail( path + ": the container " + container.name + " cannot hold " + wanted + " in " +
           std::to_string( format.channels ) + " channel(s); it can hold " + ( held.empty() ? "nothing" : held ) );
 }
@@ -139,16 +139,16 @@ static SNDFILE *openSound( SoundStream &stream, int mode, SF_INFO &info )
 }
 
 // Raw bytes of most containers lie in the file's own order, which libsndfile tells only by way of this processor's.
-static PCM_ENCODING byteOrder( SNDFILE *sound, PCM_ENCODING encoding )
+static pcm::Encoding byteOrder( SNDFILE *sound, pcm::Encoding encoding )
 {
-    if ( pcmEncodingSizeofSample( encoding ) == 1 ) return 0;
+    if ( encoding.sizeofSample() == 1 ) return {};
     bool swapped = sf_command( sound, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0 );
     bool big = swapped != ( std::endian::native == std::endian::big );
-    return big ? PCM_ENCODING_BIG_ENDIAN : PCM_ENCODING_LITTLE_ENDIAN;
+    return big ? pcm::Encoding::bigEndian : pcm::Encoding::littleEndian;
 }
 
 // The encoding of the bytes that raw reading gives, without byte order; 0 where libsndfile has to decode.
-static PCM_ENCODING rawEncoding( int format )
+static pcm::Encoding rawEncoding( int format )
 {
     static constexpr int plain[] = { SF_FORMAT_WAV, SF_FORMAT_WAVEX, SF_FORMAT_AU, SF_FORMAT_AIFF, SF_FORMAT_W64,
         SF_FORMAT_RF64, SF_FORMAT_CAF };
@@ -157,23 +157,23 @@ static PCM_ENCODING rawEncoding( int format )
         for ( const EncodingName &each : encodingNames )
             if ( ( format & SF_FORMAT_SUBMASK ) == subtype( each.encoding ) ) return each.encoding;
     }
-    return 0;
+    return {};
 }
 
-static PCM_ENCODING nearestEncoding( int format )
+static pcm::Encoding nearestEncoding( int format )
 {
     switch ( format & SF_FORMAT_SUBMASK ) {
     case SF_FORMAT_PCM_S8:
-    case SF_FORMAT_PCM_U8: return PCM_ENCODING_INT_8;
+    case SF_FORMAT_PCM_U8: return pcm::Encoding::int8;
     case SF_FORMAT_ALAC_20:
     case SF_FORMAT_ALAC_24:
     case SF_FORMAT_DWVW_24:
-    case SF_FORMAT_PCM_24: return PCM_ENCODING_INT_24;
+    case SF_FORMAT_PCM_24: return pcm::Encoding::int24;
     case SF_FORMAT_ALAC_32:
-    case SF_FORMAT_PCM_32: return PCM_ENCODING_INT_32;
+    case SF_FORMAT_PCM_32: return pcm::Encoding::int32;
     case SF_FORMAT_DOUBLE:
-    case SF_FORMAT_FLOAT: return PCM_ENCODING_FLOAT_32;
-    default: return PCM_ENCODING_INT_16;
+    case SF_FORMAT_FLOAT: return pcm::Encoding::float32;
+    default: return pcm::Encoding::int16;
     }
 }
 
@@ -225,7 +225,7 @@ AudioReader::AudioReader( const std::string &path, const AudioFormat &format )
 {
     if ( isSpecialFile( path ) ) fail( "cannot open " + path + ": not a regular file" );
     openFile();
-    int64_t frameSize = pcmEncodingSizeofFrame( format.encoding, format.channels );
+    int64_t frameSize = format.encoding.sizeofFrame( format.channels );
     if ( length % frameSize )
         fail( path + " holds no whole number of frames: " + std::to_string( length ) + " bytes, " +
               std::to_string( frameSize ) + " a frame" );
@@ -247,25 +247,22 @@ int64_t AudioReader::readBytes( void *dest, int64_t frames, int64_t bytes )
     return done;
 }
 
-Buffer AudioReader::read( int64_t wanted )
+pcm::Buffer AudioReader::read( int64_t wanted )
 {
-    struct Free {
-        void operator()( void *block ) const { kitMemFree( block ); }
-    };
     wanted = std::min( wanted, length - position );
-    if ( wanted <= 0 ) return kitBufferCreate();
-    int64_t frameSize = pcmEncodingSizeofFrame( layout.encoding, layout.channels );
-    std::unique_ptr<void, Free> block( kitMemAllocN( wanted, frameSize ) );
+    if ( wanted <= 0 ) return pcm::Buffer::use( nullptr, 0 );
+    int64_t frameSize = layout.encoding.sizeofFrame( layout.channels );
+    auto block = pcm::allocate<std::byte>( wanted * frameSize );
     int64_t frames = readBytes( block.get(), wanted, wanted * frameSize ) / frameSize; // part of a frame is dropped
-    if ( frames <= 0 ) return kitBufferCreate();
+    if ( frames <= 0 ) return pcm::Buffer::use( nullptr, 0 );
     position += frames;
-    return kitBufferCreateFromBytesUse( block.release(), frames * frameSize );
+    return pcm::Buffer::use( std::move( block ), frames * frameSize );
 }
 
 int64_t AudioReader::skip( int64_t wanted )
 {
     wanted = std::min( wanted, length - position );
-    int64_t frameSize = pcmEncodingSizeofFrame( layout.encoding, layout.channels );
+    int64_t frameSize = layout.encoding.sizeofFrame( layout.channels );
     if ( sound && !layout.encoding ) return 0;
     bool failed = sound ? sf_seek( sound.get(), position + wanted, SEEK_SET ) < 0
                         : fseeko( file.get(), ( position + wanted ) * frameSize, SEEK_SET ) != 0;
@@ -283,6 +280,10 @@ AudioWriter::AudioWriter( const std::string &path, const Container &container, c
     sound.reset( openSound( stream, SFM_WRITE, info ) );
     check( sound != nullptr );
     sf_command( sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE ); // libsndfile sees no samples, only bytes
+    // The header is shorter now: what is left of the longer one would stand behind a few samples. It is written again
+    // at the end.
+    if ( std::fflush( stream.file ) || ( !isSpecialFile( path ) && ftruncate( fileno( stream.file ), 0 ) ) )
+        output.failWriting( errno );
     layout.encoding = ( format.encoding & ~byteOrders ) | byteOrder( sound.get(), format.encoding );
 }
 
@@ -299,14 +300,14 @@ void AudioWriter::needRoom( double bytes ) const
               ", which holds 4 GiB; w64, rf64 and caf hold more" );
 }
 
-void AudioWriter::write( KIT_BUFFER *bytes )
+void AudioWriter::write( const pcm::Buffer &bytes )
 {
-    int64_t length = kitBufferLength( bytes );
+    int64_t length = bytes.length();
     needRoom( double( length ) );
     if ( sound )
-        check( sf_write_raw( sound.get(), kitBufferBacking( bytes ), length ) == length );
+        check( sf_write_raw( sound.get(), bytes.bytes().data(), length ) == length );
     else
-        output.write( kitBufferBacking( bytes ), length );
+        output.write( bytes.bytes().data(), length );
     written += length;
 }
 

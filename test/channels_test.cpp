@@ -1,57 +1,17 @@
+#include "operations.h"
 #include "support.h"
 
 #include <algorithm>
-#include <bit>
 
 using test::expectPacket, test::NoLeaks, test::Packet, test::packetOf, test::Random, test::Samples;
 
+using namespace operations::channels;
+
 namespace {
-
-struct Block {
-    size_t channels;
-    Samples samples;
-
-    size_t frames() const { return samples.size() / channels; }
-    float &at( size_t frame, size_t channel ) { return samples[frame * channels + channel]; }
-};
-
-template <auto create> void replaceBy( PCM_PACKET **pkt, int64_t n )
-{
-    Packet old = std::exchange( *pkt, create( *pkt, n ) );
-}
-
-enum { withChannels, withMask, replaceWithDownmix, expandWithDownmix, extend, reduce };
-void ( *const calls[] )( PCM_PACKET **, int64_t ) = { replaceBy<pcmPacketCreateFromWithChannels>,
-    replaceBy<pcmPacketCreateFromWithChannelMask>, pcmChannelsAdjustReplaceWithDownmix,
-    pcmChannelsAdjustExpandWithDownmix, pcmFramesExtend, pcmFramesReduce };
-
-/// What becomes of a block, frame by frame. `n` is a channel count, a mask or a factor; `stays`: nothing is to be
-/// done.
-Block after( int call, const Block &before, uint64_t n, bool &stays )
-{
-    const size_t S = before.channels;
-    Block made = { call == withMask ? size_t( std::popcount( n ) ) : call < extend ? n : S, {} };
-    stays = call < extend ? made.channels == S && call != replaceWithDownmix : before.samples.empty();
-    for ( size_t f = 0; !stays && f < before.frames(); ++f ) {
-        Samples frame( &before.samples[f * S], &before.samples[f * S] + S ), chosen;
-        float sum = 0;
-        for ( float x : frame ) sum += x;
-        if ( call != withChannels && S > 1 ) sum *= float( 1.0 / double( S ) );
-        for ( size_t c = 0; c < std::min<size_t>( S, 64 ); ++c )
-            if ( n >> c & 1 ) chosen.push_back( frame[c] );
-        if ( call == withMask ) frame = chosen;
-        if ( call < withMask || call == replaceWithDownmix || ( call == expandWithDownmix && n < S ) ) frame.clear();
-        if ( call < extend ) frame.resize( made.channels, call == withMask ? 0 : sum );
-        if ( call == extend ) frame.resize( S * n );
-        if ( call == reduce && f % n ) frame.clear();
-        made.samples.insert( made.samples.end(), frame.begin(), frame.end() );
-    }
-    return stays ? before : made;
-}
 
 Block someBlock( Random &random, int64_t channels, int64_t frames )
 {
-    return { size_t( channels ), random.samples( size_t( channels * frames ), 70, 10 ) };
+    return { uint64_t( channels ), random.samples( size_t( channels * frames ), 70, 10 ) };
 }
 
 /// Only moved, samples stay what they are bit for bit.
@@ -117,9 +77,7 @@ TEST( Channels, RectanglesAreWrittenIntoTheirPlace )
                       height = upTo( std::min( before.frames(), from.frames() ) ),
                       dc = upTo( before.channels - size_t( width ) ), df = upTo( before.frames() - size_t( height ) ),
                       sc = upTo( from.channels - size_t( width ) ), sf = upTo( from.frames() - size_t( height ) );
-        for ( int64_t f = 0; f < height; ++f )
-            for ( int64_t c = 0; c < width; ++c )
-                expected.at( size_t( df + f ), size_t( dc + c ) ) = from.at( size_t( sf + f ), size_t( sc + c ) );
+        writeRectangle( expected, dc, df, from, sc, sf, width, height );
         PCM_PACKET *object = pkt;
         const PCM_SAMPLE *backing = pcmPacketBacking( pkt ), *source = from.samples.data();
         if ( raw )

@@ -223,7 +223,7 @@ const struct {
         { "destChannel < destChannels", { ONE_CHANNEL( null, 0, 0, 0 ), CHANNEL( null, 0, 0, null, -1, -1, 0 ) } },
         { "sourceChannel >= 0", { CHANNEL( null, 0, 1, null, -1, -1, 0 ) } },
         { "sourceChannels >= 0", { CHANNEL( null, 0, 1, null, 0, -1, 0 ) } },
-        { "sourceChannel < sourceChannels", { CHANNEL( null, 0, 1, null, 1, 1, 0 ) } },
+        { "sourceChannel < sourceChannels", { CHANNEL( null, 0, 1, null, 1, 1, 0 ), CHANNEL( null, 0, 1, null, 0, 0, 0 ) } },
     } }, { "pcm_packet", {
         { "channelMask", { DO( PacketCreateFromWithChannelMask, source(), 0 ) } },
         { "destChannelOffset >= 0", { RECTANGLE( pkt(), -1, -1, null, -1, -1, -1, least, -1 ) } },

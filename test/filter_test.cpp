@@ -1,26 +1,17 @@
+#include "operations.h"
 #include "support.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <complex>
-#include <deque>
 #include <numbers>
 
-using test::NoLeaks, test::Packet, test::Random, test::Ref;
+using operations::streams::Model, operations::streams::sets;
+using test::bits, test::NoLeaks, test::Packet, test::packetOf, test::Random, test::Ref, test::Samples;
 using Filter = Ref<PCM_FILTER>;
 using Coefficients = Ref<PCM_FILTER_COEFFICIENTS>;
-using Samples = std::vector<float>;
 
 namespace {
-
-/// -0.0 differs from +0.0 and every NaN equals every other.
-std::vector<uint32_t> bits( const Samples &samples )
-{
-    std::vector<uint32_t> all;
-    for ( float x : samples ) all.push_back( std::isnan( x ) ? 0x7FC00000 : std::bit_cast<uint32_t>( x ) );
-    return all;
-}
 
 Coefficients setOf( const Samples &taps )
 {
@@ -33,12 +24,6 @@ Samples tapsOf( PCM_FILTER_COEFFICIENTS *set )
     return { backing, backing + pcmFilterCoefficientsLength( set ) };
 }
 
-Packet packetOf( const Samples &samples, size_t channels = 1 )
-{
-    return pcmPacketCreateFromSamplesCopy(
-        samples.data(), int64_t( channels ), int64_t( samples.size() / channels ) );
-}
-
 Samples filtered( PCM_FILTER_COEFFICIENTS *set, const Samples &in )
 {
     Filter filter = pcmFilterCreate( set, 1 );
@@ -46,60 +31,12 @@ Samples filtered( PCM_FILTER_COEFFICIENTS *set, const Samples &in )
     return test::samples( Packet( pcmFilterRead( &filter ) ) );
 }
 
-/// The filter frame by frame: as many past frames as there are taps, what nobody has taken, and its packets' sizes.
-struct Model {
-    Samples taps;
-    size_t channels;
-    std::deque<Samples> history = std::deque( taps.size(), Samples( channels ) );
-    std::deque<float> ready{};
-    std::deque<size_t> packets{};
-
-    void write( const Samples &block )
-    {
-        for ( auto frame = block.begin(); frame != block.end(); frame += ptrdiff_t( channels ) ) {
-            history.pop_front();
-            history.emplace_back( frame, frame + ptrdiff_t( channels ) );
-            for ( size_t c = 0; c < channels; ++c ) {
-                float sum = 0, product;
-                for ( size_t i = 0; i < taps.size(); ++i, sum += product )
-                    product = history[i][c] * taps[taps.size() - 1 - i];
-                ready.push_back( sum < -1 ? -1 : sum > 1 ? 1 : sum );
-            }
-        }
-        packets.push_back( block.size() );
-    }
-    Samples take( size_t samples )
-    {
-        auto end = ready.begin() + ptrdiff_t( samples );
-        Samples taken( ready.begin(), end );
-        ready.erase( ready.begin(), end );
-        while ( samples ) {
-            size_t n = std::min( samples, packets[0] );
-            samples -= n;
-            if ( !( packets[0] -= n ) ) packets.pop_front();
-        }
-        return taken;
-    }
-};
-
-/// Numbers around the scale, one in `rare` of them unusual; 0: none.
-Samples someSamples( Random &random, size_t count, float scale, int64_t rare )
-{
-    static const float unusual[] = { -0.0f, 0.0f, 1e-45f, -3e-39f, 1.5e-23f, 3e38f, -1.0f, INFINITY, -INFINITY, NAN };
-    Samples samples( count );
-    for ( float &x : samples ) {
-        x = scale * ( float( random.upTo( 1 << 24 ) ) / ( 1 << 23 ) - 1 );
-        if ( rare && random.upTo( rare - 1 ) == 0 ) x = unusual[random.upTo( std::size( unusual ) - 1 )];
-    }
-    return samples;
-}
-
 /// Changes what one handle names; returns the samples that the library gave and the ones that it should have given.
 std::pair<Samples, Samples> change( Random &random, Filter &real, Model &model, int64_t rare )
 {
     const size_t taps = model.taps.size(), C = model.channels;
     int64_t most = int64_t( model.ready.size() / C ), frames = random.upTo( 3 ) ? random.upTo( most ) : most;
-    Samples block = someSamples( random, size_t( frames ) * C, 2, rare ), wanted;
+    Samples block = random.samples( size_t( frames ) * C, 2, rare ), wanted;
     switch ( int64_t action = random.upTo( 8 ) ) {
     case 0:
         if ( random.upTo( 4 ) ) break;
@@ -109,10 +46,7 @@ std::pair<Samples, Samples> change( Random &random, Filter &real, Model &model, 
     case 1: {
         if ( model.packets.empty() ) break;
         Packet pkt = pcmFilterRead( &real );
-        if ( model.packets[0] )
-            wanted = model.take( model.packets[0] );
-        else
-            model.packets.pop_front();
+        wanted = model.read();
         EXPECT_EQ( pcmPacketChannels( pkt ), C );
         EXPECT_EQ( kit___ObjDbgAllocationSize( pkt.header() ), wanted.size() * 4 );
         return { test::samples( pkt ), wanted };
@@ -128,54 +62,13 @@ std::pair<Samples, Samples> change( Random &random, Filter &real, Model &model, 
     }
     const size_t sizes[] = { 0, 1, 2, taps - 1, taps, taps + 1, size_t( random.upTo( 3 * int64_t( taps ) ) ), 40 };
     frames = int64_t( std::min( sizes[random.upTo( 7 )], taps + 1 + 20000 / ( taps * C ) ) );
-    block = someSamples( random, size_t( frames ) * C, random.upTo( 9 ) ? 1 : 4, rare );
-    Packet pkt = packetOf( block, C );
+    block = random.samples( size_t( frames ) * C, random.upTo( 9 ) ? 1 : 4, rare );
+    Packet pkt = packetOf( block, int64_t( C ) );
     pcmFilterWrite( &real, pkt );
     model.write( block );
     EXPECT_EQ( pkt.count(), 1 );
     return { test::samples( pkt ), block };
 }
-
-// clang-format off
-#define SET( cutOff, rate, sum, decibel, half ) \
-    { PCM_FILTER_TYPE_LOWPASS_##cutOff##_AT_##rate, "PCM_FILTER_TYPE_LOWPASS_" #cutOff "_AT_" #rate, cutOff, rate, \
-        sum, decibel, mirrored half }
-
-/// From the first half of the taps, each times 10^8.
-Samples mirrored( const std::vector<int> &half )
-{
-    Samples taps;
-    for ( int tap : half ) taps.push_back( float( tap / 1e8 ) );
-    for ( size_t i = half.size(); i--; ) taps.push_back( taps[i] );
-    return taps;
-}
-
-const struct {
-    int64_t type;
-    const char *name;
-    double cutOff, rate, sum, decibel; // the gain at 0 Hz and, in decibels, at the cut-off
-    Samples taps;
-} sets[] = {
-    SET( 4000, 16000, 0.97401, -3.76, ( { -692039, -2939334, 1561120, 5077554, -3835860, -9874936, 12675393,
-        46728578 } ) ),
-    SET( 4000, 24000, 0.98288, -3.40, ( { -743, -1157224, -1402500, 113505, 2371669, 2695675, -677197, -5515933,
-        -5668846, 3877607, 20576246, 33931801 } ) ),
-    SET( 4000, 48000, 0.98704, -3.26, ( { 93995, -126115, -364955, -551805, -612509, -491882, -176680, 287701, 793933,
-        1187851, 1303053, 1010423, 272245, -814065, -1998999, -2904297, -3092136, -2173573, 64716, 3549140, 7863814,
-        12287326, 15938070, 18006885 } ) ),
-    SET( 6000, 24000, 0.99079, -3.33, ( { -166381, -1081769, 331986, 1768523, -693677, -2940972, 1559481, 5075915,
-        -3837499, -9876574, 12673753, 46726942 } ) ),
-    SET( 6000, 48000, 0.99601, -3.10, ( { 20451, -134397, -251919, -234377, -42367, 254427, 483893, 453695, 81266,
-        -501387, -953355, -883966, -117772, 1078422, 1987852, 1763846, 4262, -2707405, -4694626, -3797615, 1395688,
-        10299704, 19978382, 26317838 } ) ),
-    SET( 8000, 48000, 0.99843, -3.06, ( { 662, -102161, -125558, -2844, 181886, 226605, 7440, -327570, -410891,
-        -10847, 604963, 753968, -2261, -1158741, -1404018, 111987, 2370152, 2694158, -678714, -5517450, -5670363,
-        3876090, 20574728, 33930284 } ) ),
-    SET( 12000, 48000, 0.99943, -3.06, ( { -5807, -70003, 9739, 108956, -16205, -169985, 27915, 267005, -48887,
-        -421832, 88776, 672354, -167224, -1082612, 331143, 1767680, -694521, -2941815, 1558637, 5075073, -3838342,
-        -9877416, 12672912, 46726102 } ) ),
-};
-// clang-format on
 
 /// The gain at a frequency in cycles in a frame, from what becomes of an impulse.
 double gain( PCM_FILTER_COEFFICIENTS *set, double frequency )
@@ -266,7 +159,7 @@ TEST( Filter, RandomWalksKeepToTheModel )
         auto taps = size_t( round % 24 == 5 ? 256 : 1 + random.upTo( round % 2 ? 8 : 69 ) );
         auto channels = size_t( round % 24 == 7 ? 700 : round % 12 == 2 ? 64 : 1 + random.upTo( 8 ) );
         const float scales[] = { 1e-20f, 1e-3f, 1 / float( taps ), 0.3f, 1 };
-        const Samples values = someSamples( random, taps, scales[random.upTo( 4 )], random.upTo( 3 ) ? 0 : 30 );
+        const Samples values = random.samples( taps, scales[random.upTo( 4 )], random.upTo( 3 ) ? 0 : 30 );
         const int64_t rare = 20 * random.upTo( 2 );
         Coefficients set = setOf( values );
         std::vector<std::pair<Filter, Model>> handles = { { pcmFilterCreate( set, int64_t( channels ) ),

@@ -176,6 +176,7 @@ TEST_F( Kit, RealsCompareExactly )
     EXPECT_TRUE( kitRealEquals( 0.0, -0.0 ) && kitRealIsNan( nan ) && !kitRealIsFinite( nan ) );
 }
 
+#ifdef __SIZEOF_INT128__
 TEST_F( Kit, IntegersFitWhereTheWideResultDoes )
 {
     static_assert( !KIT_INT_MUL_OK( least, -1 ) && kit::saturatedMul( most, 2 ) == most && KIT_SIZEOF( float ) == 4 );
@@ -197,6 +198,7 @@ TEST_F( Kit, IntegersFitWhereTheWideResultDoes )
         EXPECT_EQ( kitIntBitCount( uint64_t( a ) ), int64_t( std::bitset<64>( uint64_t( a ) ).count() ) ) << a;
     }
 }
+#endif
 
 /// Where the generator stood: takes back the mixing of a number.
 uint64_t unmixed( int64_t number )

@@ -1,13 +1,11 @@
+#include "operations.h"
 #include "reference.h"
 #include "support.h"
 
 #include <cfloat>
 
+using operations::signals::toDecibel, operations::signals::toGain;
 using reference::bytesOf;
-
-static double toDecibel( double gain ) { return std::clamp( std::log10( gain ) * 20.0, -200.0, 200.0 ); }
-
-static double toGain( double decibel ) { return std::pow( 10.0, std::clamp( decibel, -200.0, 200.0 ) / 20.0 ); }
 
 static uint64_t bits( double x ) { return std::bit_cast<uint64_t>( x ); }
 

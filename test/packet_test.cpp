@@ -1,3 +1,4 @@
+#include "operations.h"
 #include "support.h"
 
 #include <algorithm>
@@ -5,107 +6,19 @@
 
 using test::expectPacket, test::NoLeaks, test::Packet, test::Random, test::Samples;
 
+using namespace operations::edits;
+
 namespace {
-
-using Frames = std::vector<Samples>;
-
-enum Verb { Write, Insert, Append, Prepend, Del, Clear, SetFrames, SetChannels, MutableBacking };
-struct Args {
-    int64_t idx, start, frames, channels;
-    PCM_PACKET *source;
-};
-
-// Which frames of how many a word names.
-using Word = bool ( * )( int64_t frame, int64_t total, const Args &a );
-const Word part = []( int64_t, int64_t, const Args & ) { return true; };
-const Word partInner = []( int64_t f, int64_t, const Args &a ) { return f >= a.start && f < a.start + a.frames; };
-const Word partOuter = []( int64_t f, int64_t n, const Args &a ) { return !partInner( f, n, a ); };
-const Word partLeading = []( int64_t f, int64_t, const Args &a ) { return f < a.frames; };
-const Word partTrailing = []( int64_t f, int64_t n, const Args &a ) { return f >= n - a.frames; };
-const Word partZero = nullptr;
-
-struct Row {
-    const char *name;
-    Verb verb;
-    Word word;
-    void ( *call )( PCM_PACKET **pkt, const Args &a );
-};
-
-// clang-format off
-#define CALL( name, verb, word, ... ) \
-    { #name, verb, word, []( PCM_PACKET **pkt, [[maybe_unused]] const Args &a ) { __VA_ARGS__; } }
-#define EDIT( verb, word, ... ) \
-    CALL( pcmPacket##verb##word, verb, part##word, pcmPacket##verb##word( pkt, __VA_ARGS__ ) )
-// All words of a verb; `place` is an index and a comma, or nothing.
-#define EDITS( verb, place ) \
-    EDIT( verb, , place a.source ), \
-    EDIT( verb, Inner, place a.source, a.start, a.frames ), \
-    EDIT( verb, Outer, place a.source, a.start, a.frames ), \
-    EDIT( verb, Leading, place a.source, a.frames ), \
-    EDIT( verb, Trailing, place a.source, a.frames ), \
-    EDIT( verb, Zero, place a.frames )
-#define AT a.idx,
-
-const Row rows[] = {
-    EDITS( Write, AT ), EDITS( Insert, AT ), EDITS( Append, ), EDITS( Prepend, ),
-    EDIT( Del, Inner, a.start, a.frames ),
-    EDIT( Del, Outer, a.start, a.frames ),
-    EDIT( Del, Leading, a.frames ),
-    EDIT( Del, Trailing, a.frames ),
-    CALL( pcmPacketClear, Clear, partZero, pcmPacketClear( pkt ) ),
-    CALL( pcmPacketSetFrames, SetFrames, partZero, pcmPacketSetFrames( pkt, a.frames ) ),
-    CALL( pcmPacketSetChannels, SetChannels, partZero, pcmPacketSetChannels( pkt, a.channels ) ),
-    CALL( pcmPacketMutableBacking, MutableBacking, partZero,
-        PCM_SAMPLE *backing = pcmPacketMutableBacking( pkt );
-        EXPECT_EQ( backing, pcmPacketBacking( *pkt ) );
-        if ( backing ) backing[pcmPacketFrames( *pkt ) * pcmPacketChannels( *pkt ) - 1] = -1 ),
-};
-// clang-format on
-
-struct Model {
-    int64_t channels;
-    Frames frames;
-    bool legal = true, something = true;
-};
-
-Model after( const Row &row, const Model &before, const Frames &source, const Args &a )
-{
-    Model m = { before.channels, before.frames };
-    const Samples silence( size_t( m.channels ), 0.0f );
-    Frames taken, rest, all = row.verb == Del ? m.frames : source;
-    if ( !row.word ) taken.resize( size_t( a.frames ), silence ), all.clear();
-    for ( size_t f = 0; f < all.size(); ++f )
-        ( row.word( int64_t( f ), int64_t( all.size() ), a ) ? taken : rest ).push_back( all[f] );
-    auto size = int64_t( m.frames.size() ), idx = row.verb == Append ? size : row.verb == Prepend ? 0 : a.idx;
-    if ( row.verb == Write ) {
-        m.legal = idx + int64_t( taken.size() ) <= size;
-        if ( m.legal ) std::copy( taken.begin(), taken.end(), m.frames.begin() + idx );
-    }
-    if ( row.verb > Write && row.verb < Del ) m.frames.insert( m.frames.begin() + idx, taken.begin(), taken.end() );
-    if ( row.verb == Del ) m.frames = rest;
-    if ( row.verb == Clear ) m.frames.clear();
-    if ( row.verb == SetFrames ) m.frames.resize( size_t( a.frames ), silence );
-    if ( row.verb == SetChannels ) m.channels = a.channels;
-    for ( auto &frame : m.frames ) frame.resize( size_t( m.channels ), 0.0f );
-    if ( row.verb == MutableBacking && size ) m.frames.back().back() = -1;
-    bool resized = m.frames.size() != before.frames.size() || m.channels != before.channels;
-    m.something = row.verb == Write ? !taken.empty() : row.verb == MutableBacking || resized;
-    return m;
-}
 
 Model modelOf( PCM_PACKET *pkt )
 {
-    Model m = { pcmPacketChannels( pkt ), {} };
-    auto all = test::samples( pkt );
-    for ( auto at = all.begin(); at != all.end(); at += m.channels ) m.frames.emplace_back( at, at + m.channels );
-    return m;
+    int64_t channels = pcmPacketChannels( pkt );
+    return { channels, framesOf( test::samples( pkt ), channels ) };
 }
 
 void expectState( const Packet &pkt, const Model &m, int32_t count )
 {
-    Samples all;
-    for ( auto &frame : m.frames ) all.insert( all.end(), frame.begin(), frame.end() );
-    expectPacket( pkt, m.channels, all, count );
+    expectPacket( pkt, m.channels, m.samples(), count );
 }
 
 int64_t edge( Random &random, int64_t highest )

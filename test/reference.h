@@ -131,6 +131,15 @@ inline std::vector<uint8_t> bytesOf( const std::vector<float> &samples )
     return bytes;
 }
 
+/// One side of a conversion as it lies in memory, from little-endian bytes, or back: samples of word 0 are this
+/// host's.
+inline std::vector<uint8_t> inMemory( uint64_t word, std::vector<uint8_t> bytes )
+{
+    bool swap = std::endian::native == std::endian::big && Encoding{ word }.normalized() == 0;
+    for ( size_t at = 0; swap && at < bytes.size(); at += 4 ) std::reverse( &bytes[at], &bytes[at] + 4 );
+    return bytes;
+}
+
 /// A run of slots in another encoding.
 inline std::vector<uint8_t> convert( uint64_t dest, uint64_t source, const std::vector<uint8_t> &bytes )
 {

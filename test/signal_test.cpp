@@ -1,3 +1,4 @@
+#include "operations.h"
 #include "support.h"
 
 #include <algorithm>
@@ -6,6 +7,7 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+using namespace operations::signals;
 using test::expectPacket, test::NoLeaks, test::Packet, test::Random, test::Samples;
 using Tone = test::Ref<PCM_TONE>;
 
@@ -30,53 +32,6 @@ extern "C" int64_t kitRandomInt( void )
 }
 
 namespace {
-
-struct Wave {
-    double period, position = 0;
-
-    Samples next( int64_t samples )
-    {
-        Samples made;
-        for ( ; int64_t( made.size() ) < samples; position += 1 )
-            made.push_back( float( std::sin( 6.283185307179586 / period * position ) ) );
-        while ( position > period ) position -= period;
-        return made;
-    }
-};
-
-/// What the functions of a family make of the waves.
-Samples single( Wave &a, Wave &, int64_t samples ) { return a.next( samples ); }
-
-Samples dual( Wave &a, Wave &b, int64_t samples )
-{
-    Samples made = a.next( samples ), other = b.next( samples );
-    for ( size_t i = 0; i < made.size(); ++i ) made[i] = ( made[i] + other[i] ) * 0.5f;
-    return made;
-}
-
-Samples modulated( Wave &a, Wave &b, int64_t samples )
-{
-    Samples made = a.next( samples ), other;
-    for ( size_t i = 0; i < made.size(); ++i ) {
-        if ( i % 128 == 0 ) other = b.next( std::min<int64_t>( 128, samples - int64_t( i ) ) );
-        made[i] *= other[i % 128];
-    }
-    return made;
-}
-
-const struct {
-    Samples ( *model )( Wave &a, Wave &b, int64_t samples );
-    int64_t chunk; // of the function that adds
-    PCM_PACKET *( *gather )( PCM_TONE *a, PCM_TONE *b, int64_t samples );
-    void ( *gatherSamples )( PCM_TONE *a, PCM_TONE *b, PCM_SAMPLE *dest, int64_t samples );
-    void ( *gatherSamplesAdd )( PCM_TONE *a, PCM_TONE *b, PCM_SAMPLE *dest, int64_t samples );
-} families[] = {
-    { single, INT64_MAX, []( PCM_TONE *a, PCM_TONE *, int64_t n ) { return pcmToneGather( a, n ); },
-        []( PCM_TONE *a, PCM_TONE *, PCM_SAMPLE *dest, int64_t n ) { pcmToneGatherSamples( a, dest, n ); },
-        []( PCM_TONE *a, PCM_TONE *, PCM_SAMPLE *dest, int64_t n ) { pcmToneGatherSamplesAdd( a, dest, n ); } },
-    { dual, 128, pcmDualToneGather, pcmDualToneGatherSamples, pcmDualToneGatherSamplesAdd },
-    { modulated, 128, pcmModulatedToneGather, pcmModulatedToneGatherSamples, pcmModulatedToneGatherSamplesAdd },
-};
 
 /// Table values from a start on, round and round.
 Samples stretch( const Samples &table, int64_t start, size_t samples )

@@ -1,11 +1,11 @@
+#include "operations.h"
 #include "support.h"
-
-#include <samplerate.h>
 
 #include <algorithm>
 #include <deque>
 #include <memory>
 
+using operations::streams::converters, operations::streams::direct, operations::streams::Direct;
 using test::bits, test::NoLeaks, test::Packet, test::Random, test::Ref, test::Samples;
 
 namespace {
@@ -195,28 +195,6 @@ struct QueueWalk {
 const char *const types[] = { "PCM_SRC_TYPE_SINC_BEST_QUALITY", "PCM_SRC_TYPE_SINC_MEDIUM_QUALITY",
     "PCM_SRC_TYPE_SINC_FASTEST", "PCM_SRC_TYPE_ZERO_ORDER_HOLD", "PCM_SRC_TYPE_LINEAR" };
 
-const int converters[] = { SRC_SINC_BEST_QUALITY, SRC_SINC_MEDIUM_QUALITY, SRC_SINC_FASTEST, SRC_ZERO_ORDER_HOLD,
-    SRC_LINEAR };
-
-using Direct = std::unique_ptr<SRC_STATE, decltype( &src_delete )>;
-
-Samples convert( const Direct &direct, const Samples &in, long channels, double ratio )
-{
-    Samples out;
-    long frames = long( in.size() ) / channels, taken = 0, room = 0, given = 0;
-    while ( taken < frames ) {
-        room += std::max( 1L, long( double( frames - taken ) * ratio ) );
-        out.resize( size_t( room * channels ) );
-        SRC_DATA pass = { in.data() + taken * channels, out.data() + given * channels, frames - taken, room - given,
-            0, 0, 0, ratio };
-        EXPECT_EQ( src_process( direct.get(), &pass ), 0 );
-        taken += pass.input_frames_used;
-        given += pass.output_frames_gen;
-    }
-    out.resize( size_t( given * channels ) );
-    return out;
-}
-
 } // namespace
 
 TEST( Queue, RandomWalksKeepToTheModel )
@@ -259,7 +237,7 @@ TEST( RateConverter, GivesTheBitsOfDirectCalls )
                 pcmSrcReset( src );
             }
             int error;
-            Direct direct( src_new( converters[type], int( channels ), &error ), src_delete );
+            Direct state( src_new( converters[type], int( channels ), &error ), src_delete );
             std::deque<Samples> due;
             Samples rest;
             int64_t frames = 0;
@@ -270,7 +248,7 @@ TEST( RateConverter, GivesTheBitsOfDirectCalls )
                 int64_t size = random.oneOf( sizes );
                 if ( size == 300 ) size = 4 + random.upTo( int64_t( 300 / ratio ) );
                 Samples block = random.samples( size_t( size * channels ), 1, 0 );
-                due.push_back( convert( direct, block, long( channels ), ratio ) );
+                due.push_back( direct( state, block, long( channels ), ratio ) );
                 frames += int64_t( due.back().size() ) / channels;
                 Packet pkt = test::packetOf( block, channels );
                 pcmSrcWrite( src, pkt );

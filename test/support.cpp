@@ -12,8 +12,9 @@
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
 extern "C" const char *__lsan_default_options() { return "allocator_may_return_null=1"; }
 
-// Stands before the library's own: one line that a death test can match whole.
-extern "C" void kit___Abort( const char *context, const char *file, int64_t line, const char *condition )
+// Stands before the library's own: one line that a death test can match whole. Weak: fuzz targets have another.
+extern "C" __attribute__( ( weak ) ) void kit___Abort(
+    const char *context, const char *file, int64_t line, const char *condition )
 {
     std::fprintf( stderr, "%s|%s|%s|%lld\n", context ? context : "", file, condition ? condition : "(null)",
         static_cast<long long>( line ) );
@@ -22,35 +23,11 @@ extern "C" void kit___Abort( const char *context, const char *file, int64_t line
 
 namespace test {
 
-Buffer buffer( const std::vector<uint8_t> &bytes )
-{
-    void *block = kitMemAlloc( int64_t( bytes.size() ) );
-    if ( !bytes.empty() ) std::memcpy( block, bytes.data(), bytes.size() );
-    return kitBufferCreateFromBytesUse( block, int64_t( bytes.size() ) );
-}
-
-std::vector<uint8_t> bytes( KIT_BUFFER *buffer )
-{
-    const uint8_t *backing = kitBufferBacking( buffer );
-    return { backing, backing + kitBufferLength( buffer ) };
-}
-
 Packet packet( int64_t frames, int64_t channels, float first )
 {
     Samples block( size_t( frames * channels ) );
     for ( float &sample : block ) sample = first++;
     return packetOf( block, channels );
-}
-
-Packet packetOf( const Samples &samples, int64_t channels )
-{
-    return pcmPacketCreateFromSamplesCopy( samples.data(), channels, int64_t( samples.size() ) / channels );
-}
-
-Samples samples( PCM_PACKET *pkt )
-{
-    const float *backing = pcmPacketBacking( pkt );
-    return { backing, backing + pcmPacketFrames( pkt ) * pcmPacketChannels( pkt ) };
 }
 
 std::vector<uint32_t> bits( const Samples &samples, bool moved )

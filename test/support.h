@@ -1,10 +1,11 @@
 #ifndef SUPPORT_H
 #define SUPPORT_H
 
-// What all tests share: the module started once, the abort stand-in, and objects that let go by themselves.
+// What all tests share: the module started once, the abort stand-in, and what they expect of packets.
+
+#include "handles.h"
 
 #include <gtest/gtest.h>
-#include <pcm/pcm.h>
 
 #include <cstdint>
 #include <functional>
@@ -14,39 +15,6 @@
 #include <vector>
 
 namespace test {
-
-/// Releases an object at the end of the scope; `&handle` serves the functions that take a handle's address.
-template <class T> class Ref {
-public:
-    Ref( T *object = nullptr ) : obj( object ) {}
-    Ref( const Ref &other ) : obj( other.obj )
-    {
-        if ( obj ) kitObjRetain( header() );
-    }
-    Ref( Ref &&other ) noexcept : obj( other.release() ) {}
-    Ref &operator=( Ref other )
-    {
-        std::swap( obj, other.obj );
-        return *this;
-    }
-    ~Ref()
-    {
-        if ( obj ) kitObjRelease( header() );
-    }
-    operator T *() const { return obj; }
-    T **operator&() { return &obj; }
-    T *release() { return std::exchange( obj, nullptr ); }
-    KIT_OBJ *header() const { return reinterpret_cast<KIT_OBJ *>( obj ); }
-    int32_t count() const { return header()->refCount; }
-
-private:
-    T *obj;
-};
-
-using Packet = Ref<PCM_PACKET>;
-using Queue = Ref<PCM_PACKET_QUEUE>;
-using Buffer = Ref<KIT_BUFFER>;
-using String = Ref<KIT_STRING>;
 
 inline String string( const std::string &text )
 {
@@ -58,19 +26,8 @@ inline std::string text( const String &string )
     return { kitStringBacking( string ), size_t( kitStringLength( string ) ) };
 }
 
-/// A buffer with a copy of the bytes.
-Buffer buffer( const std::vector<uint8_t> &bytes );
-
-std::vector<uint8_t> bytes( KIT_BUFFER *buffer );
-
 /// A packet whose samples are all different: 1, 2, 3 ... from `first` on.
 Packet packet( int64_t frames, int64_t channels, float first = 1 );
-
-using Samples = std::vector<float>;
-
-Packet packetOf( const Samples &samples, int64_t channels = 1 );
-
-Samples samples( PCM_PACKET *pkt );
 
 /// The patterns of samples: -0.0 differs from +0.0. Every NaN equals every other, as arithmetic leaves it open which
 /// of two survives, but where samples are only moved.
