@@ -16,7 +16,7 @@ constexpr int64_t mostChannels = 1024;
 
 /// What the bytes of a stream are.
 struct AudioFormat {
-    PCM_ENCODING encoding; ///< 0: floats as libsndfile gives them
+    pcm::Encoding encoding; ///< 0: floats as libsndfile gives them
     int64_t rate;
     int64_t channels;
 };
@@ -64,13 +64,13 @@ public:
     int64_t frames() const { return length; }
 
     /// The encoding nearest to what the file holds, in no particular byte order; headerless files keep theirs.
-    PCM_ENCODING nearest() const { return near; }
+    pcm::Encoding nearest() const { return near; }
 
     /// The name of the encoding, for the user.
     const std::string &encoding() const { return name; }
 
     /// Up to `wanted` frames, in the encoding of `format`; fewer only at the end, where the buffer is empty at last.
-    Buffer read( int64_t wanted );
+    pcm::Buffer read( int64_t wanted );
 
     /// Passes over frames where that can be done exactly without decoding; returns how many were passed over.
     int64_t skip( int64_t wanted );
@@ -87,7 +87,7 @@ private:
     AudioFormat layout{};
     int64_t length = 0;
     int64_t position = 0;
-    PCM_ENCODING near = 0;
+    pcm::Encoding near;
     std::string name;
 };
 
@@ -102,7 +102,7 @@ public:
     /// Fails if the container has no room for so many bytes more.
     void needRoom( double bytes ) const;
 
-    void write( KIT_BUFFER *bytes );
+    void write( const pcm::Buffer &bytes );
 
     /// Completes the file and gives it its name. Without this nothing is left of it.
     void finish();

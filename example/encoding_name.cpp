@@ -14,8 +14,7 @@ static std::string trimmed( const std::string &text )
 static bool isFlag( const std::string &name )
 {
     if ( name == "0" ) return true;
-    String string = kitStringCreateFromCstr( name.data(), int64_t( name.size() ) );
-    return name.find_first_of( " \t\n" ) == name.npos && pcmEncodingFromString( string );
+    return name.find_first_of( " \t\n" ) == name.npos && pcm::Encoding::fromString( name );
 }
 
 static bool areFlags( const std::string &text )
@@ -26,7 +25,7 @@ static bool areFlags( const std::string &text )
     return true;
 }
 
-PCM_ENCODING encodingFromName( const std::string &text )
+pcm::Encoding encodingFromName( const std::string &text )
 {
     std::string known;
     for ( const EncodingName &each : encodingNames ) {
@@ -36,22 +35,15 @@ PCM_ENCODING encodingFromName( const std::string &text )
     if ( !areFlags( text ) )
         fail( "unknown encoding \"" + text + "\"; known are " + known +
               "and flags such as \"PCM_ENCODING_INT_16 | PCM_ENCODING_BIG_ENDIAN\"" );
-    String string = kitStringCreateFromCstr( text.data(), int64_t( text.size() ) );
-    return pcmEncodingFromString( string );
+    return pcm::Encoding::fromString( text );
 }
 
-std::string encodingFlags( PCM_ENCODING encoding )
-{
-    String string = pcmEncodingToString( encoding );
-    return { kitStringBacking( string ), size_t( kitStringLength( string ) ) };
-}
-
-std::string encodingName( PCM_ENCODING encoding )
+std::string encodingName( pcm::Encoding encoding )
 {
     for ( const EncodingName &each : encodingNames )
         if ( ( encoding & ~byteOrders ) == each.encoding )
-            return each.name + std::string( encoding & PCM_ENCODING_BIG_ENDIAN ? " (big endian)" : "" );
-    return encodingFlags( encoding );
+            return each.name + std::string( encoding & pcm::Encoding::bigEndian ? " (big endian)" : "" );
+    return to_string( encoding );
 }
 
 } // namespace host

@@ -8,29 +8,26 @@ namespace host {
 /// Short names of encodings, in the order in which they are listed for the user.
 struct EncodingName {
     const char *name;
-    PCM_ENCODING encoding;
+    pcm::Encoding encoding;
 };
 inline constexpr EncodingName encodingNames[] = {
-    { "int8", PCM_ENCODING_INT_8 },
-    { "uint8", PCM_ENCODING_INT_8 | PCM_ENCODING_UNSIGNED },
-    { "int16", PCM_ENCODING_INT_16 },
-    { "int24", PCM_ENCODING_INT_24 },
-    { "int32", PCM_ENCODING_INT_32 },
-    { "float32", PCM_ENCODING_FLOAT_32 },
-    { "alaw", PCM_ENCODING_G711_ALAW },
-    { "mulaw", PCM_ENCODING_G711_MULAW },
+    { "int8", pcm::Encoding::int8 },
+    { "uint8", pcm::Encoding::int8 | pcm::Encoding::unsignedCodes },
+    { "int16", pcm::Encoding::int16 },
+    { "int24", pcm::Encoding::int24 },
+    { "int32", pcm::Encoding::int32 },
+    { "float32", pcm::Encoding::float32 },
+    { "alaw", pcm::Encoding::alaw },
+    { "mulaw", pcm::Encoding::mulaw },
 };
 
-inline constexpr PCM_ENCODING byteOrders = PCM_ENCODING_BIG_ENDIAN | PCM_ENCODING_LITTLE_ENDIAN;
+inline constexpr pcm::Encoding byteOrders = pcm::Encoding::bigEndian | pcm::Encoding::littleEndian;
 
 /// The word of a short name, or of flag names with bars between them; fails if there is any that isn't known.
-PCM_ENCODING encodingFromName( const std::string &text );
-
-/// The flag names of a word.
-std::string encodingFlags( PCM_ENCODING encoding );
+pcm::Encoding encodingFromName( const std::string &text );
 
 /// The short name of a word, with its byte order where it has an unusual one, or else its flag names.
-std::string encodingName( PCM_ENCODING encoding );
+std::string encodingName( pcm::Encoding encoding );
 
 } // namespace host
 

@@ -66,7 +66,7 @@ static int guarded( const CLI::App &app, const std::function<void()> &work )
 
 static std::string version()
 {
-    const KIT_MODULE_RECORD &record = pcm___module_record;
+    const KIT_MODULE_RECORD &record = pcm::Module::record();
     return std::to_string( record.productVersionMajor ) + "." + std::to_string( record.productVersionMinor ) + "." +
            std::to_string( record.productVersionPatch );
 }
@@ -74,20 +74,25 @@ static std::string version()
 int run( CLI::App &app, int argc, char **argv, const std::function<void()> &work )
 {
     app.set_version_flag( "--version", app.get_name() + " " + version() );
+    app.footer( app.get_footer() + "\n\nExit status: 0 if all went well, 1 for any failure, with a line on the "
+                                   "standard error that names it; a signal\nends the program as such." );
     try {
         app.parse( argc, argv );
     } catch ( const CLI::Success &wish ) {
         return app.exit( wish ); // --help, --version
-    } catch ( const CLI::ParseError &error ) {
-        say( app, error.what() );
+    } catch ( const std::exception &error ) {
+        // CLI11 lets through that the value of a flag is too large.
+        say( app, dynamic_cast<const std::out_of_range *>( &error ) ? "a number is too large" : error.what() );
         std::fprintf( stderr, "Try %s --help.\n", app.get_name().c_str() );
         return 1;
     }
     handleSignals();
     int64_t before = kit___ObjDbgLiveObjects();
-    kitModuleStartup( pcmModule() );
-    int status = guarded( app, work );
-    kitModuleShutdown( pcmModule() );
+    int status;
+    {
+        pcm::Module module;
+        status = guarded( app, work );
+    }
     if ( kit___ObjDbgLiveObjects() != before ) { // counted where the library was built for debugging
         say( app, "objects were left behind" );
         status = 1;
@@ -140,6 +145,6 @@ std::string fixed( double value, int decimals )
     return text;
 }
 
-std::string decibels( double gain ) { return fixed( pcmDecibelFromGain( std::min( gain, DBL_MAX ) ), 2 ) + " dB"; }
+std::string decibels( double gain ) { return fixed( pcm::decibelFromGain( std::min( gain, DBL_MAX ) ), 2 ) + " dB"; }
 
 } // namespace host

@@ -1,48 +1,19 @@
 #ifndef HOST_H
 #define HOST_H
 
-// What the host programs share: objects of the library that let go by themselves, errors, and the way a program runs.
+// What the host programs share: errors, and the way a program runs.
 
-#include <pcm/pcm.h>
+#include <pcm/pcm.hpp>
 
 #include <cstdint>
 #include <functional>
 #include <string>
-#include <utility>
 
 namespace CLI {
 class App;
 }
 
 namespace host {
-
-/// Holds one reference of an object and drops it at the end of the scope. `&ref` serves the functions of the library
-/// that take the address of a handle.
-template <class T> class Ref {
-public:
-    Ref( T *object = nullptr ) : obj( object ) {}
-    Ref( Ref &&other ) noexcept : obj( std::exchange( other.obj, nullptr ) ) {}
-    Ref &operator=( Ref other ) noexcept
-    {
-        std::swap( obj, other.obj );
-        return *this;
-    }
-    ~Ref()
-    {
-        if ( obj ) kitObjRelease( reinterpret_cast<KIT_OBJ *>( obj ) );
-    }
-    operator T *() const { return obj; }
-    T **operator&() { return &obj; }
-
-private:
-    T *obj;
-};
-
-using Packet = Ref<PCM_PACKET>;
-using Queue = Ref<PCM_PACKET_QUEUE>;
-using Src = Ref<PCM_SRC>;
-using Buffer = Ref<KIT_BUFFER>;
-using String = Ref<KIT_STRING>;
 
 /// Ends the program's work with a line for the user, printed behind the program's name, and exit status 1.
 [[noreturn]] void fail( const std::string &message );

@@ -1,8 +1,8 @@
 // Joins recordings into one: what a conference or a player of prompts does.
 //
-// The road of a sample: encoded bytes of each file -> pcmPacketTryDecode -> pcmLevelAdjust ->
-// pcmChannelsAdjustExpandWithDownmix -> pcmSrcWrite -> pcmSrcGatherSamplesAdd onto the block of 20 ms that all share
-// -> pcmPacketEncode -> encoded bytes of the output.
+// The road of a sample: encoded bytes of each file -> Packet::tryDecode -> Packet::adjustLevel ->
+// Packet::expandWithDownmix -> Src::write -> Src::gatherAdd onto the block of 20 ms that all share -> Packet::encode
+// -> encoded bytes of the output.
 
 #include "audio_file.h"
 #include "progress.h"
@@ -88,7 +88,7 @@ public:
     const std::string &path() const { return wish.path; }
     const AudioReader &source() const { return reader; }
 
-    void begin( int64_t converter, const AudioFormat &mix )
+    void begin( pcm::SrcType converter, const AudioFormat &mix )
     {
         channels = mix.channels;
         start = std::llround( at * double( mix.rate ) );
@@ -116,9 +116,9 @@ public:
     }
 
     // Adds the part that was prepared.
-    void add( PCM_SAMPLE *block )
+    void add( std::span<PCM_SAMPLE> block )
     {
-        resampler->gatherAdd( block + lead * channels, part );
+        resampler->gatherAdd( block.subspan( size_t( lead * channels ) ), part );
         start -= lead;
     }
 
@@ -127,13 +127,13 @@ public:
 private:
     void read()
     {
-        Buffer bytes = reader.read( packet );
-        Packet pkt = pcmPacketTryDecode( bytes, reader.format().encoding, reader.format().channels );
-        ended = !pkt || !pcmPacketFrames( pkt );
+        auto pkt =
+            pcm::Packet::tryDecode( reader.read( packet ), reader.format().encoding, reader.format().channels );
+        ended = !pkt || !pkt->frames();
         if ( ended ) return;
-        if ( level != 0 ) pcmLevelAdjust( &pkt, level );
-        pcmChannelsAdjustExpandWithDownmix( &pkt, channels );
-        resampler->write( pkt );
+        if ( level != 0 ) pkt->adjustLevel( level );
+        pkt->expandWithDownmix( channels );
+        resampler->write( *pkt );
     }
 
     Wish wish;
@@ -169,21 +169,21 @@ static AudioFormat outputFormat( const Options &options, const Tracks &tracks )
 }
 
 // The next block; without frames when all tracks have ended.
-static Packet nextBlock( Tracks &tracks, int64_t frames, int64_t channels )
+static pcm::Packet nextBlock( Tracks &tracks, int64_t frames, int64_t channels )
 {
     int64_t reach = 0;
     for ( Track &track : tracks ) reach = std::max( reach, track.prepare( frames ) );
-    Packet block = pcmPacketCreate( channels );
-    pcmPacketSetFrames( &block, reach ); // of silence
+    pcm::Packet block( channels );
+    block.setFrames( reach ); // of silence
     if ( !reach ) return block;
-    PCM_SAMPLE *samples = pcmPacketMutableBacking( &block );
+    std::span<PCM_SAMPLE> samples = block.mutableSamples();
     for ( Track &track : tracks ) track.add( samples );
     return block;
 }
 
 static void mix( const Options &options )
 {
-    int64_t converter = converterType( options.quality );
+    pcm::SrcType converter = converterType( options.quality );
     const Container &container = containerFor( options.output, options.container );
     Tracks tracks = openTracks( options );
     AudioFormat out = outputFormat( options, tracks );
@@ -194,15 +194,15 @@ static void mix( const Options &options )
     }
 
     AudioWriter writer( options.output, container, out );
-    writer.needRoom( end * double( pcmEncodingSizeofFrame( out.encoding, out.channels ) ) );
+    writer.needRoom( end * double( out.encoding.sizeofFrame( out.channels ) ) );
     Progress progress( options.progress, end < 1e18 ? int64_t( end + 0.5 ) : -1, out.rate );
     int64_t frames = packetFrames( out.rate, out.rate, out.channels ), done = 0;
     float peak = 0;
-    for ( Packet block; block = nextBlock( tracks, frames, out.channels ), pcmPacketFrames( block ); ) {
+    for ( pcm::Packet block; block = nextBlock( tracks, frames, out.channels ), block.frames(); ) {
         stopIfInterrupted();
         peak = highestOf( block, peak );
-        writer.write( Buffer( pcmPacketEncode( block, writer.format().encoding ) ) );
-        progress.update( done += pcmPacketFrames( block ), peak );
+        writer.write( block.encode( writer.format().encoding ) );
+        progress.update( done += block.frames(), peak );
     }
     writer.finish();
 

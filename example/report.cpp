@@ -15,18 +15,16 @@ void Report::file( const char *side, int64_t frames, const AudioFormat &format, 
         (long long)format.channels, format.channels == 1 ? "" : "s", encoding.c_str(), path.c_str() );
 }
 
-void Report::peak( double highest, PCM_ENCODING encoding ) const
+void Report::peak( double highest, pcm::Encoding encoding ) const
 {
-    PCM_ENCODING clipping = encoding & ( PCM_ENCODING_BASE_MASK & ~PCM_ENCODING_FLOAT_32 );
+    pcm::Encoding clipping = encoding.base() & ~pcm::Encoding::float32;
     std::fprintf( to, "peak %s%s\n", decibels( highest ).c_str(),
         highest > 1 && clipping ? " before it was clipped to full scale" : "" );
 }
 
-float highestOf( PCM_PACKET *pkt, float peak )
+float highestOf( const pcm::Packet &pkt, float peak )
 {
-    const PCM_SAMPLE *samples = pcmPacketBacking( pkt );
-    for ( int64_t i = 0, end = pcmPacketFrames( pkt ) * pcmPacketChannels( pkt ); i < end; ++i )
-        peak = std::max( peak, std::fabs( samples[i] ) ); // a NaN stays out
+    for ( PCM_SAMPLE sample : pkt.samples() ) peak = std::max( peak, std::fabs( sample ) ); // a NaN stays out
     return peak;
 }
 

@@ -19,14 +19,14 @@ public:
         const std::string &path ) const;
 
     /// The highest magnitude of the samples that were encoded.
-    void peak( double highest, PCM_ENCODING encoding ) const;
+    void peak( double highest, pcm::Encoding encoding ) const;
 
 private:
     std::FILE *to;
 };
 
 /// The highest of a peak so far and the magnitudes in a packet.
-float highestOf( PCM_PACKET *pkt, float peak );
+float highestOf( const pcm::Packet &pkt, float peak );
 
 } // namespace host
 

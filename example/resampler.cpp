@@ -9,36 +9,36 @@ int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels )
     return std::max( std::min( ( rate + 25 ) / 50, most ), int64_t( 2 ) );
 }
 
-int64_t converterType( const std::string &quality )
+pcm::SrcType converterType( const std::string &quality )
 {
-    static const std::pair<const char *, int64_t> types[] = {
-        { "best", PCM_SRC_TYPE_SINC_BEST_QUALITY },
-        { "medium", PCM_SRC_TYPE_SINC_MEDIUM_QUALITY },
-        { "fast", PCM_SRC_TYPE_SINC_FASTEST },
-        { "hold", PCM_SRC_TYPE_ZERO_ORDER_HOLD },
-        { "linear", PCM_SRC_TYPE_LINEAR },
+    static const std::pair<const char *, pcm::SrcType> types[] = {
+        { "best", pcm::SrcType::sincBestQuality },
+        { "medium", pcm::SrcType::sincMediumQuality },
+        { "fast", pcm::SrcType::sincFastest },
+        { "hold", pcm::SrcType::zeroOrderHold },
+        { "linear", pcm::SrcType::linear },
     };
     for ( const auto &[name, type] : types )
         if ( quality == name ) return type;
     fail( "unknown quality \"" + quality + "\"; known are best, medium, fast, hold, linear" );
 }
 
-static Src converter( int64_t type, int64_t inRate, int64_t outRate, int64_t channels )
+static std::optional<pcm::Src> converter( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels )
 {
-    if ( inRate == outRate ) return nullptr;
-    if ( !pcmSrcFrameRateCheckCompatibility( outRate, inRate ) )
+    if ( inRate == outRate ) return std::nullopt;
+    if ( !pcm::Src::isCompatible( outRate, inRate ) )
         fail( "libsamplerate cannot convert " + std::to_string( inRate ) + " Hz to " + std::to_string( outRate ) +
               " Hz: the ratio is too far from 1" );
-    Src src = pcmSrcTryCreate( type, outRate, inRate, channels );
+    auto src = pcm::Src::tryCreate( type, outRate, inRate, channels );
     if ( !src )
         fail( "libsamplerate cannot convert " + std::to_string( channels ) +
               " channels with this quality; hold and linear take more" );
     return src;
 }
 
-Resampler::Resampler( int64_t type, int64_t inRate, int64_t outRate, int64_t channels )
-    : inRate( inRate ), outRate( outRate ), inPacket( packetFrames( inRate, outRate, channels ) ),
-      queue( pcmPacketQueueCreate( channels ) ), src( converter( type, inRate, outRate, channels ) )
+Resampler::Resampler( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels )
+    : inRate( inRate ), outRate( outRate ), inPacket( packetFrames( inRate, outRate, channels ) ), queue( channels ),
+      src( converter( type, inRate, outRate, channels ) )
 {
 }
 
@@ -48,39 +48,39 @@ int64_t Resampler::due() const
     return inFrames / inRate * outRate + ( inFrames % inRate * outRate * 2 + inRate ) / ( 2 * inRate );
 }
 
-void Resampler::write( PCM_PACKET *pkt )
+void Resampler::write( const pcm::Packet &pkt )
 {
-    inFrames += pcmPacketFrames( pkt );
-    pcmPacketQueueWrite( &queue, pkt );
-    while ( src && pcmPacketQueueFrames( queue ) >= inPacket ) convert( inPacket );
+    inFrames += pkt.frames();
+    queue.write( pkt );
+    while ( src && queue.frames() >= inPacket ) convert( inPacket );
 }
 
 void Resampler::convert( int64_t frames )
 {
-    Packet pkt = pcmPacketQueueGather( &queue, frames );
-    if ( frames < inPacket ) pcmPacketSetFrames( &pkt, inPacket );
-    pcmSrcWrite( src, pkt );
+    pcm::Packet pkt = queue.gather( frames );
+    if ( frames < inPacket ) pkt.setFrames( inPacket );
+    src->write( pkt );
 }
 
 // The converter holds frames back: silence behind the input makes it give what is still due.
 void Resampler::finish( int64_t frames )
 {
-    while ( held() < frames ) convert( pcmPacketQueueFrames( queue ) );
+    while ( held() < frames ) convert( queue.frames() );
 }
 
-Packet Resampler::gather( int64_t frames )
+pcm::Packet Resampler::gather( int64_t frames )
 {
     outFrames += frames;
-    return src ? pcmSrcGather( src, frames ) : pcmPacketQueueGather( &queue, frames );
+    return src ? src->gather( frames ) : queue.gather( frames );
 }
 
-void Resampler::gatherAdd( PCM_SAMPLE *dest, int64_t frames )
+void Resampler::gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames )
 {
     outFrames += frames;
     if ( src )
-        pcmSrcGatherSamplesAdd( src, dest, frames );
+        src->gatherAdd( dest, frames );
     else
-        pcmPacketQueueGatherSamplesAdd( &queue, dest, frames );
+        queue.gatherAdd( dest, frames );
 }
 
 } // namespace host

@@ -12,16 +12,16 @@ namespace host {
 int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels );
 
 /// The converter of a name such as "fast"; fails if there is none.
-int64_t converterType( const std::string &quality );
+pcm::SrcType converterType( const std::string &quality );
 
 /// Takes packets of any length at one rate and gives any number of frames at another; a whole stream comes out at the
 /// length that the ratio of the rates asks for, to the frame. With equal rates it is just a queue.
 class Resampler {
 public:
     /// Fails if there is no converter from one rate to the other, or none for so many channels.
-    Resampler( int64_t type, int64_t inRate, int64_t outRate, int64_t channels );
+    Resampler( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels );
 
-    void write( PCM_PACKET *pkt );
+    void write( const pcm::Packet &pkt );
 
     /// Frames that can be gathered.
     int64_t ready() const { return std::min( held(), left() ); }
@@ -32,21 +32,21 @@ public:
     /// Makes so many of the frames that are left ready, at the end of the input.
     void finish( int64_t frames );
 
-    Packet gather( int64_t frames );
-    void gatherAdd( PCM_SAMPLE *dest, int64_t frames );
+    pcm::Packet gather( int64_t frames );
+    void gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames );
 
     int64_t written() const { return inFrames; }
     int64_t gathered() const { return outFrames; }
 
 private:
-    int64_t held() const { return src ? pcmSrcFrames( src ) : pcmPacketQueueFrames( queue ); }
+    int64_t held() const { return src ? src->frames() : queue.frames(); }
     int64_t due() const;
     void convert( int64_t frames );
 
     int64_t inRate, outRate;
     int64_t inPacket;
-    Queue queue; // frames that wait for a whole packet
-    Src src;     // null if the rates are equal
+    pcm::Queue queue;            // frames that wait for a whole packet
+    std::optional<pcm::Src> src; // none if the rates are equal
     int64_t inFrames = 0, outFrames = 0;
 };
 

@@ -1,4 +1,4 @@
-// Measures the magnitude and the phase of an FIR filter and draws them: an impulse goes through PCM_FILTER, and what
+// Measures the magnitude and the phase of an FIR filter and draws them: an impulse goes through pcm::Filter, and what
 // comes out is taken apart into frequencies.
 
 #include "gnuplot.h"
@@ -18,7 +18,7 @@
 
 using namespace host;
 
-using Taps = Ref<PCM_FILTER_COEFFICIENTS>;
+using Taps = pcm::Coefficients;
 
 static constexpr size_t mostTaps = 4096, mostBytes = 1 << 20;
 
@@ -59,14 +59,9 @@ static void declare( CLI::App &app, Options &options )
     app.add_option( "--script", options.script, "where to keep what gnuplot draws from" );
 }
 
-static String kitString( const std::string &text )
+static std::string tapCount( const Taps &taps )
 {
-    return kitStringCreateFromCstr( text.data(), int64_t( text.size() ) );
-}
-
-static std::string tapCount( PCM_FILTER_COEFFICIENTS *taps )
-{
-    int64_t count = pcmFilterCoefficientsLength( taps );
+    int64_t count = taps.length();
     return std::to_string( count ) + ( count == 1 ? " tap" : " taps" );
 }
 
@@ -74,9 +69,9 @@ static Subject builtIn( std::string name )
 {
     static const std::string prefix = "PCM_FILTER_TYPE_";
     if ( name.starts_with( prefix ) ) name.erase( 0, prefix.size() );
-    int64_t type = pcmFilterTypeFromString( kitString( prefix + name ) );
-    if ( !PCM_FILTER_TYPE_OK( type ) ) fail( "unknown type \"" + name + "\"; --help lists the types" );
-    Subject subject{ "", pcmFilterCoefficientsCreate( type ), 0, 0 };
+    auto type = pcm::filterTypeFromString( prefix + name );
+    if ( !type ) fail( "unknown type \"" + name + "\"; --help lists the types" );
+    Subject subject{ "", Taps( *type ), 0, 0 };
     if ( std::sscanf( name.c_str(), "LOWPASS_%ld_AT_%ld", &subject.cutoff, &subject.rate ) != 2 )
         fail( name + " tells no cut-off and rate" );
     subject.name = name + ", " + tapCount( subject.taps );
@@ -108,7 +103,7 @@ static Taps readTaps( const std::string &path )
         if ( taps.size() > mostTaps ) fail( where + ": more than " + std::to_string( mostTaps ) + " taps" );
     }
     if ( taps.empty() ) fail( path + " holds no taps" );
-    return pcmFilterCoefficientsCreateFromSamplesCopy( taps.data(), int64_t( taps.size() ) );
+    return Taps( taps );
 }
 
 static Subject subjectFor( const Options &options )
@@ -120,26 +115,24 @@ static Subject subjectFor( const Options &options )
 }
 
 // A filter limits what comes out to 1: the impulse is so low, by a power of two, that nothing is cut off.
-static double impulseFor( PCM_FILTER_COEFFICIENTS *taps )
+static double impulseFor( const Taps &taps )
 {
-    const PCM_SAMPLE *tap = pcmFilterCoefficientsBacking( taps );
     int exponent = 0;
-    for ( int64_t i = 0; i < pcmFilterCoefficientsLength( taps ); ++i )
-        if ( tap[i] != 0 ) exponent = std::max( exponent, std::ilogb( tap[i] ) + 1 );
+    for ( PCM_SAMPLE tap : taps.taps() )
+        if ( tap != 0 ) exponent = std::max( exponent, std::ilogb( tap ) + 1 );
     return std::ldexp( 1, -exponent );
 }
 
-static std::vector<double> impulseResponse( PCM_FILTER_COEFFICIENTS *taps )
+static std::vector<double> impulseResponse( const Taps &taps )
 {
-    Ref<PCM_FILTER> filter = pcmFilterCreate( taps, 1 );
-    Packet in = pcmPacketCreate( 1 );
-    pcmPacketSetFrames( &in, pcmFilterCoefficientsLength( taps ) );
+    pcm::Filter filter( taps, 1 );
+    pcm::Packet in( 1 );
+    in.setFrames( taps.length() );
     double impulse = impulseFor( taps );
-    pcmPacketMutableBacking( &in )[0] = PCM_SAMPLE( impulse );
-    pcmFilterWrite( &filter, in );
-    Packet out = pcmFilterRead( &filter );
-    const PCM_SAMPLE *samples = pcmPacketBacking( out );
-    std::vector<double> response( samples, samples + pcmPacketFrames( out ) );
+    in.mutableSamples()[0] = PCM_SAMPLE( impulse );
+    filter.write( in );
+    pcm::Packet out = filter.read();
+    std::vector<double> response( out.samples().begin(), out.samples().end() );
     for ( double &value : response ) value /= impulse;
     return response;
 }
@@ -155,7 +148,7 @@ static std::complex<double> transform( const std::vector<double> &signal, double
 
 static double decibelAt( const std::vector<double> &response, double frequency )
 {
-    return pcmDecibelFromGain( std::min( std::abs( transform( response, frequency ) ), DBL_MAX ) );
+    return pcm::decibelFromGain( std::min( std::abs( transform( response, frequency ) ), DBL_MAX ) );
 }
 
 // What comes through softer is rounding, and has no phase.

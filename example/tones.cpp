@@ -1,7 +1,6 @@
 // Writes the tones of telephone networks: dial, busy and ring-back tones, DTMF digits and modulated tones.
 //
-// pcmToneGather, pcmDualToneGather and pcmModulatedToneGather give the tones in packets of 20 ms, pcmSilenceGather
-// the pauses between them.
+// pcm::Tone, DualTone and ModulatedTone give the tones in packets of 20 ms, pcm::silence the pauses between them.
 
 #include "audio_file.h"
 #include "national_tones.h"
@@ -54,16 +53,16 @@ public:
     Sound( const Tone &tone, int64_t rate ) : mix( tone.mix )
     {
         needRate( mix == Tone::modulated ? tone.a + tone.b : std::max( tone.a, tone.b ), rate );
-        a = pcmToneTryCreateWithFrequency( rate, tone.a );
-        if ( mix != Tone::single ) b = pcmToneTryCreateWithFrequency( rate, tone.b );
+        a = pcm::Tone::tryCreate( rate, tone.a ).value();
+        if ( mix != Tone::single ) b = pcm::Tone::tryCreate( rate, tone.b ).value();
     }
 
-    Packet gather( int64_t frames )
+    pcm::Packet gather( int64_t frames )
     {
         switch ( mix ) {
-        case Tone::together: return pcmDualToneGather( a, b, frames );
-        case Tone::modulated: return pcmModulatedToneGather( a, b, frames );
-        default: return pcmToneGather( a, frames );
+        case Tone::together: return pcm::DualTone{ a, b }.gather( frames );
+        case Tone::modulated: return pcm::ModulatedTone{ a, b }.gather( frames );
+        default: return a.gather( frames );
         }
     }
 
@@ -76,7 +75,7 @@ private:
     }
 
     Tone::Mix mix;
-    Ref<PCM_TONE> a, b;
+    pcm::Tone a, b;
 };
 
 // Writes sounds and pauses one after the other, up to a length.
@@ -91,15 +90,15 @@ public:
     {
         Sound sound( tone, rate );
         write( seconds, [&]( int64_t frames ) {
-            Packet pkt = sound.gather( frames );
-            pcmLevelAdjust( &pkt, level );
+            pcm::Packet pkt = sound.gather( frames );
+            pkt.adjustLevel( level );
             return pkt;
         } );
     }
 
     void pause( double seconds )
     {
-        write( seconds, []( int64_t frames ) { return Packet( pcmSilenceGather( frames ) ); } );
+        write( seconds, []( int64_t frames ) { return pcm::silence::gather( frames ); } );
     }
 
     bool done() const { return position == length; }
@@ -114,7 +113,7 @@ private:
         while ( position < end ) {
             stopIfInterrupted();
             int64_t frames = std::min( end - position, packetFrames( rate, rate, 1 ) );
-            writer.write( Buffer( pcmPacketEncode( gather( frames ), writer.format().encoding ) ) );
+            writer.write( gather( frames ).encode( writer.format().encoding ) );
             position += frames;
         }
     }
@@ -173,7 +172,7 @@ static void writeTones( const Options &options, const std::string &kind )
     AudioFormat format = { encodingFromName( options.encoding ), options.rate, 1 };
     double level = levelFrom( "--level", options.level, 0 ), frames = work.seconds * double( format.rate );
     AudioWriter writer( options.output, containerFor( options.output, options.container ), format );
-    writer.needRoom( frames * double( pcmEncodingSizeofSample( format.encoding ) ) );
+    writer.needRoom( frames * double( format.encoding.sizeofSample() ) );
     if ( frames >= 1e18 ) fail( "so much time would never end" );
     Player player( writer, std::llround( frames ), level );
     work.play( player );

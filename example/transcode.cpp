@@ -1,9 +1,10 @@
 // Converts a recording: from one container, encoding and sample rate to another, louder or softer, whole or in part.
 //
-// The road of a sample: encoded bytes of the file -> pcmPacketTryDecode -> cut -> pcmSrcWrite -> pcmSrcGather ->
-// pcmLevelAdjust -> pcmPacketEncode -> encoded bytes of the other file, in packets of 20 ms.
+// The road of a sample: encoded bytes of the file -> Packet::tryDecode -> cut -> Src::write -> Src::gather ->
+// Packet::adjustLevel -> Packet::encode -> encoded bytes of the other file, in packets of 20 ms.
 
 #include "audio_file.h"
+#include "plot.h"
 #include "progress.h"
 #include "report.h"
 #include "resampler.h"
@@ -18,7 +19,7 @@
 using namespace host;
 
 struct Options {
-    std::string input, output, encoding, inputEncoding, container, cut, quality = "fast";
+    std::string input, output, encoding, inputEncoding, container, cut, plot, quality = "fast";
     std::optional<int64_t> rate, inputRate;
     int64_t channels = 1;
     double level = 0;
@@ -42,6 +43,7 @@ static void declare( CLI::App &app, Options &options )
         "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
         "  transcode line.raw speech.wav --raw --input-encoding alaw --input-rate 8000 --rate 16000\n"
         "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
+        "  transcode speech.wav narrow.wav --rate 8000 --encoding mulaw --plot narrow.svg\n"
         "  transcode speech.wav speech.raw --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"" );
     app.add_option( "INPUT", options.input, "what to read: WAV, AU, AIFF, W64, RF64, CAF, FLAC, Ogg, MP3 ..." )
         ->required();
@@ -68,6 +70,7 @@ static void declare( CLI::App &app, Options &options )
     app.add_option( "--channels", options.channels, "channels of headerless input, 1 unless told otherwise" )
         ->needs( raw )
         ->check( CLI::Range( int64_t( 1 ), mostChannels ) );
+    app.add_option( "--plot", options.plot, "an SVG to draw: level and spectrum of input and output, side by side" );
     app.add_flag( "--progress{1},--no-progress{0}", options.progress,
         "show the progress, or don't; by default it is shown on a terminal if the input is long" );
 }
@@ -100,18 +103,18 @@ public:
         position = reader.skip( cut.from - cut.from % packet );
     }
 
-    // The next packet, which may be empty; false at the end.
-    bool next( Packet &pkt )
+    // The next packet, which may be empty; none at the end.
+    std::optional<pcm::Packet> next()
     {
-        if ( position >= cut.to ) return false;
-        Buffer bytes = reader.read( packet );
-        pkt = pcmPacketTryDecode( bytes, reader.format().encoding, reader.format().channels );
-        if ( !pkt || !pcmPacketFrames( pkt ) ) return false;
+        if ( position >= cut.to ) return std::nullopt;
+        auto pkt =
+            pcm::Packet::tryDecode( reader.read( packet ), reader.format().encoding, reader.format().channels );
+        if ( !pkt || !pkt->frames() ) return std::nullopt;
         int64_t start = position;
-        position += pcmPacketFrames( pkt );
-        if ( position > cut.to ) pcmPacketDelTrailing( &pkt, position - cut.to );
-        if ( start < cut.from ) pcmPacketDelLeading( &pkt, std::min( cut.from - start, pcmPacketFrames( pkt ) ) );
-        return true;
+        position += pkt->frames();
+        if ( position > cut.to ) pkt->delTrailing( position - cut.to );
+        if ( start < cut.from ) pkt->delLeading( std::min( cut.from - start, pkt->frames() ) );
+        return pkt;
     }
 
 private:
@@ -124,14 +127,16 @@ private:
 // Takes packets of any length at one rate and writes packets of 20 ms at the other.
 class Transcoder {
 public:
-    Transcoder( AudioWriter &writer, Resampler resampler, int64_t inRate, double level )
+    Transcoder( AudioWriter &writer, Resampler resampler, int64_t inRate, double level, Plot *plot )
         : writer( writer ), resampler( std::move( resampler ) ),
-          packet( packetFrames( writer.format().rate, inRate, writer.format().channels ) ), level( level )
+          packet( packetFrames( writer.format().rate, inRate, writer.format().channels ) ), level( level ),
+          plot( plot )
     {
     }
 
-    void write( PCM_PACKET *pkt )
+    void write( const pcm::Packet &pkt )
     {
+        if ( plot ) plot->in.add( pkt );
         resampler.write( pkt );
         while ( resampler.ready() >= packet ) emit( packet );
     }
@@ -151,16 +156,22 @@ public:
 private:
     void emit( int64_t frames )
     {
-        Packet pkt = resampler.gather( frames );
-        if ( level != 0 ) pcmLevelAdjust( &pkt, level );
+        pcm::Packet pkt = resampler.gather( frames );
+        if ( level != 0 ) pkt.adjustLevel( level );
         peak = highestOf( pkt, peak );
-        writer.write( Buffer( pcmPacketEncode( pkt, writer.format().encoding ) ) );
+        AudioFormat format = writer.format();
+        pcm::Buffer bytes = pkt.encode( format.encoding );
+        if ( plot ) // what whoever reads the file will hear
+            if ( auto heard = pcm::Packet::tryDecode( bytes, format.encoding, format.channels ) )
+                plot->out.add( *heard );
+        writer.write( bytes );
     }
 
     AudioWriter &writer;
     Resampler resampler;
     int64_t packet;
     double level;
+    Plot *plot; // or null
     float peak = 0;
 };
 
@@ -180,8 +191,8 @@ static AudioFormat outputFormat( const Options &options, const AudioReader &read
     if ( !options.encoding.empty() )
         format.encoding = encodingFromName( options.encoding );
     else if ( container.major ) {
-        format.encoding &= PCM_ENCODING_BASE_MASK | PCM_ENCODING_UNSIGNED;
-        if ( !containerHolds( container, format ) ) format.encoding ^= PCM_ENCODING_UNSIGNED;
+        format.encoding = format.encoding.base() | ( format.encoding & pcm::Encoding::unsignedCodes );
+        if ( !containerHolds( container, format ) ) format.encoding = format.encoding.word() ^ PCM_ENCODING_UNSIGNED;
     }
     return format;
 }
@@ -197,16 +208,16 @@ static void report(
 
 static void convert( Transcoder &job, CutReader source, Progress progress )
 {
-    for ( Packet pkt; source.next( pkt ); progress.update( job.read(), job.highest() ) ) {
+    for ( ; auto pkt = source.next(); progress.update( job.read(), job.highest() ) ) {
         stopIfInterrupted();
-        job.write( pkt );
+        job.write( *pkt );
     }
     job.finish();
 }
 
 static void transcode( const Options &options )
 {
-    int64_t type = converterType( options.quality );
+    pcm::SrcType type = converterType( options.quality );
     const Container &container = containerFor( options.output, options.container );
     AudioReader reader = openInput( options );
     if ( sameFile( options.input, options.output ) ) fail( options.output + " is the input itself" );
@@ -216,18 +227,25 @@ static void transcode( const Options &options )
     Cut cut = cutAt( options.cut, in.rate );
     if ( cut.from > reader.frames() ) fail( "--seconds-at: begins behind the end of " + options.input );
 
+    if ( sameFile( options.input, options.plot ) || ( !options.plot.empty() && options.plot == options.output ) )
+        fail( "--plot: " + options.plot + " is the input or the output itself" );
+    std::optional<Plot> plot;
+    if ( !options.plot.empty() ) plot.emplace( options.plot, in.rate, out.rate );
+
     AudioWriter writer( options.output, container, out );
-    Transcoder job( writer, std::move( resampler ), in.rate, options.level );
+    Transcoder job( writer, std::move( resampler ), in.rate, options.level, plot ? &*plot : nullptr );
     int64_t total = std::min( cut.to, reader.frames() );
     total = total == INT64_MAX ? -1 : total - cut.from; // a damaged file may have no end that is known
     writer.needRoom( double( total ) / double( in.rate ) * double( out.rate ) *
-                     double( pcmEncodingSizeofFrame( out.encoding, out.channels ) ) );
+                     double( out.encoding.sizeofFrame( out.channels ) ) );
     convert( job, CutReader( reader, cut, packetFrames( in.rate, out.rate, in.channels ) ),
         Progress( options.progress, total, in.rate ) );
     if ( job.read() < total )
         std::fprintf( stderr, "transcode: warning: %s ends %lld frames early\n", options.input.c_str(),
             (long long)( total - job.read() ) );
+    if ( plot ) plot->draw();
     writer.finish();
+    if ( plot ) plot->finish();
     report( options, reader, writer, job );
 }
 

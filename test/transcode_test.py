@@ -6,6 +6,7 @@ transcode_test.py PROGRAM, or TRANSCODE=PROGRAM transcode_test.py
 import math
 import os
 import random
+import re
 import resource
 import signal
 import struct
@@ -103,6 +104,34 @@ class Transcode(unittest.TestCase):
         """Two channels of 128 16-bit samples that the encoding holds without loss."""
         write("codes", bytes(range(256)))
         return sox(*soxRaw(encoding if "law" in encoding else "int8"), "codes", *soxRaw("int16"), "-")
+
+    def test_plot(self):
+        """The highest line of a sine's spectrum, and its level, at their places in the picture."""
+        heights = {}
+        for rate, level in (16000, 0), (8000, -20):
+            sox("-n", "-r", 16000, "-b", 16, "in.wav", "synth", 2, "sine", 1000, "gain", -6)
+            self.ok("in.wav", "out.wav", "--rate", rate, "--level", level, "--plot", "plot.svg")
+            picture = read("plot.svg").decode()
+            self.assertIn(f"output, {rate} Hz", picture)
+            curves = [[tuple(map(float, point)) for point in re.findall(r"([\d.]+),([\d.]+)", path)]
+                      for path in re.findall(r"<path[^>]*\bd='([^']*)'", picture)]
+            curves = [curve for curve in curves if len(curve) > 100]
+            self.assertEqual(len(curves), 4)
+            tops = [min(curve, key=lambda point: point[1]) for curve in curves]
+            for left, right, range_ in (0, 1, 106), (2, 3, 156):  # decibels from end to end of 229 and 265 pixels
+                heights.setdefault(range_, []).append(tops[right][1] - tops[left][1])
+            left, right = curves[2], curves[3]
+            self.assertAlmostEqual((tops[2][0] - left[0][0]) / (left[-1][0] - left[0][0]), 1 / 8, delta=.004)
+            self.assertAlmostEqual((tops[3][0] - right[0][0]) / (right[-1][0] - right[0][0]), 2000 / rate, delta=.004)
+        for unchanged, softer in heights.values():
+            self.assertAlmostEqual(unchanged, 0, delta=.5)
+            self.assertGreater(softer, 30)
+        self.assertAlmostEqual(heights[106][1] / heights[156][1], 156 / 106 * 229 / 265, delta=.05)
+        before = read("in.wav")
+        for plot, message in ("in.wav", b"is the input"), ("out.wav", b"itself"), ("none/p.svg", b"none/p.svg"):
+            done = self.run_("in.wav", "out.wav", "--plot", plot)
+            self.assertEqual((done.returncode, read("in.wav")), (1, before))
+            self.assertIn(message, done.stderr)
 
     def test_written_containers(self):
         for container, (not_held, order, _, _) in CONTAINERS.items():
@@ -288,6 +317,7 @@ class Transcode(unittest.TestCase):
         write("cut.wav", read("in.wav")[:44 + 4 * 777 + 3])
         self.same(self.bytes_("cut.wav"), read("in.wav")[44:44 + 4 * 777])
         self.assertIn("--seconds-at", self.ok("--help"))
+        self.assertRegex(self.ok("--help"), r"\nExit status: 0 if .* 1 for any failure")
         self.assertRegex(self.ok("--version"), r"^transcode \d+\.\d+\.\d+\n$")
 
     def test_long_stream(self):

@@ -1,6 +1,10 @@
 #ifndef KIT_ABORT_H
 #define KIT_ABORT_H
 
+/** @file
+ * The end of a process that has broken a contract.
+ */
+
 #include "kit_api.h"
 
 KIT_C_BEGIN

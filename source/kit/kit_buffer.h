@@ -1,6 +1,10 @@
 #ifndef KIT_BUFFER_H
 #define KIT_BUFFER_H
 
+/** @file
+ * Bytes as an object.
+ */
+
 #include "kit_object.h"
 
 KIT_C_BEGIN

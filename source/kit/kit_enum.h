@@ -1,6 +1,10 @@
 #ifndef KIT_ENUM_H
 #define KIT_ENUM_H
 
+/** @file
+ * Names for single values.
+ */
+
 #include "kit_string.h"
 
 KIT_C_BEGIN

@@ -1,6 +1,10 @@
 #ifndef KIT_FLAGSET_H
 #define KIT_FLAGSET_H
 
+/** @file
+ * Names for the bits of a word.
+ */
+
 #include "kit_string.h"
 
 KIT_C_BEGIN

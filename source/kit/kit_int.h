@@ -7,8 +7,10 @@
 
 #include "kit_api.h"
 
+/** The smaller of two. */
 KIT_INLINE int64_t kitIntMin( int64_t a, int64_t b ) { return a < b ? a : b; }
 
+/** The larger of two. */
 KIT_INLINE int64_t kitIntMax( int64_t a, int64_t b ) { return a > b ? a : b; }
 
 /** The number of bits set. */

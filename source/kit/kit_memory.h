@@ -25,6 +25,8 @@ KIT_API void kitMemFree( void *block );
 
 /** Copies between blocks that do not overlap. Null pointers are legal where there is nothing to copy. */
 KIT_API void kitMemCopy( void *dest, const void *source, int64_t bytes );
+
+/** The same for @p count items of @p size bytes. */
 KIT_API void kitMemCopyN( void *dest, const void *source, int64_t count, int64_t size );
 
 /** The same for blocks that may overlap. */

@@ -1,35 +1,40 @@
 #ifndef KIT_MODULE_H
 #define KIT_MODULE_H
 
+/** @file
+ * Libraries as objects: what they tell of themselves, start-up and shut-down. Both serve one thread, while no other
+ * uses the library.
+ */
+
 #include "kit_object.h"
 
 KIT_C_BEGIN
 
 /** What a library tells of itself, of the product it belongs to and of its build. No string is null. */
 typedef struct KIT_MODULE_RECORD {
-    int64_t recordVersion;
-    const char *productId;
-    const char *productName;
-    int64_t productVersionMajor;
-    int64_t productVersionMinor;
-    int64_t productVersionPatch;
-    const char *buildTime; /**< "UTC 2026-07-21 13:01:14 (Tuesday)" */
-    const char *makerName;
-    const char *noticeLine;
-    const char *moduleName;
-    const char *moduleTitle;
-    const char *moduleVersion;
-    const char *moduleDependencies;
-    const char *moduleTrailer;
+    int64_t recordVersion;          /**< of this structure */
+    const char *productId;          /**< for programs */
+    const char *productName;        /**< for people */
+    int64_t productVersionMajor;    /**< changes with the interface */
+    int64_t productVersionMinor;    /**< grows with the interface */
+    int64_t productVersionPatch;    /**< grows with each release */
+    const char *buildTime;          /**< "UTC 2026-07-21 13:01:14 (Tuesday)" */
+    const char *makerName;          /**< who made the product */
+    const char *noticeLine;         /**< of rights */
+    const char *moduleName;         /**< for programs */
+    const char *moduleTitle;        /**< for people */
+    const char *moduleVersion;      /**< "major.minor.patch" */
+    const char *moduleDependencies; /**< what it was built with, or empty */
+    const char *moduleTrailer;      /**< anything else, or empty */
 } KIT_MODULE_RECORD;
 
 /** A library as an object: a static record through which `kit` starts and stops it. */
 struct KIT_MODULE {
-    KIT_OBJ header;
-    const KIT_MODULE_RECORD *record;
-    int32_t ( *startup )( void ); /**< returns 1 */
-    void *unused;                 /**< null */
-    void ( *shutdown )( void );
+    KIT_OBJ header;                  /**< of KIT_KIND_MODULE, static */
+    const KIT_MODULE_RECORD *record; /**< what it tells of itself */
+    int32_t ( *startup )( void );    /**< returns 1 */
+    void *unused;                    /**< null */
+    void ( *shutdown )( void );      /**< drops what startup made */
 };
 
 /** Runs the start-up function that the module names. Call it once before the module's other functions. */

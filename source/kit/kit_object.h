@@ -12,10 +12,10 @@
 
 KIT_C_BEGIN
 
-typedef struct KIT_OBJ KIT_OBJ;
-typedef struct KIT_SORT KIT_SORT;
-typedef struct KIT_MODULE KIT_MODULE;
-typedef struct KIT_STRING KIT_STRING;
+typedef struct KIT_OBJ KIT_OBJ;       /**< the header of any object */
+typedef struct KIT_SORT KIT_SORT;     /**< the record of a type */
+typedef struct KIT_MODULE KIT_MODULE; /**< a library, see kit_module.h */
+typedef struct KIT_STRING KIT_STRING; /**< a text, see kit_string.h */
 
 enum { KIT_KIND_OBJECT = 0, KIT_KIND_SORT = 1, KIT_KIND_MODULE = 2 };
 
@@ -25,11 +25,11 @@ struct KIT_OBJ {
     union {
         KIT_SORT *record;
         int64_t word;
-    } sort;          /**< of an object of KIT_KIND_OBJECT; null in static records */
-    int64_t storage; /**< bytes of the object itself; -1: static, never freed */
-    int32_t refCount;
-    int32_t unused;
-    int64_t noted; /**< heap bytes that the object owns, see kit___ObjDbgSetAllocationSize */
+    } sort;           /**< of an object of KIT_KIND_OBJECT; null in static records */
+    int64_t storage;  /**< bytes of the object itself; -1: static, never freed */
+    int32_t refCount; /**< references held; changed atomically, by the functions below alone */
+    int32_t unused;   /**< 0 */
+    int64_t noted;    /**< heap bytes that the object owns, see kit___ObjDbgSetAllocationSize */
 };
 
 /** The header of a static record: an object with one reference that nobody drops. */
@@ -40,9 +40,9 @@ struct KIT_OBJ {
 
 /** What the objects of one type have in common. */
 struct KIT_SORT {
-    KIT_OBJ header;
-    KIT_MODULE *module; /**< where the type comes from; null in `kit` itself */
-    const char *name;
+    KIT_OBJ header;                                 /**< of KIT_KIND_SORT, static */
+    KIT_MODULE *module;                             /**< where the type comes from; null in `kit` itself */
+    const char *name;                               /**< of the type, such as "PCM_PACKET" */
     void ( *destructor )( KIT_OBJ *obj );           /**< releases what the object holds; or null */
     int64_t ( *compare )( KIT_OBJ *a, KIT_OBJ *b ); /**< order within the sort; null: by identity */
     KIT_STRING *( *toString )( KIT_OBJ *obj );      /**< null: the sort's name and the object's address */

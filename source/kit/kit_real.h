@@ -7,6 +7,7 @@
 
 #include "kit_api.h"
 
+/** Whether x is no number. */
 KIT_INLINE int32_t kitRealIsNan( double x ) { return x != x; }
 
 /** Neither NaN nor an infinity: only then is the difference from itself 0. */

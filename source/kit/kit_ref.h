@@ -28,7 +28,13 @@ template <class T> bool isShared( T *obj ) { return refCount( obj ).load( std::m
 /// The last holder needs no atomic subtraction: nobody else is there to change the count.
 template <class T> void release( T *obj )
 {
-    if ( obj && ( !isShared( obj ) || refCount( obj ).fetch_sub( 1 ) == 1 ) ) kit___ObjFree( header( obj ) );
+    if ( !obj ) return;
+    if ( isShared( obj ) ) {
+        if ( refCount( obj ).fetch_sub( 1 ) != 1 ) return;
+    } else {
+        refCount( obj ).store( 0, std::memory_order_relaxed );
+    }
+    kit___ObjFree( header( obj ) );
 }
 
 /// For fields and globals whose time is over: whoever still uses one finds an address that no object has.

@@ -1,6 +1,10 @@
 #ifndef KIT_STRING_H
 #define KIT_STRING_H
 
+/** @file
+ * Texts as objects. They never change, so any number of threads may hold one.
+ */
+
 #include "kit_object.h"
 
 KIT_C_BEGIN

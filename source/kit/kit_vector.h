@@ -1,6 +1,10 @@
 #ifndef KIT_VECTOR_H
 #define KIT_VECTOR_H
 
+/** @file
+ * Sequences of objects. A shared vector may be held by several threads; one handle variable serves one at a time.
+ */
+
 #include "kit_object.h"
 
 KIT_C_BEGIN

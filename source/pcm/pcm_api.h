@@ -7,6 +7,8 @@
 
 #include "../kit/kit.h"
 
+/** @def PCM_API
+ * Marks what hosts may call. */
 #if defined( _WIN32 ) && defined( PCM_BUILD )
     #define PCM_API __declspec( dllexport )
 #elif defined( _WIN32 )

@@ -37,6 +37,8 @@ PCM_API KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source
  * @param sourceEncoding any word; 0: @p source is an array of PCM_SAMPLE
  * @param samples for frames, their number times the channels; with 0 both blocks may be null
  *
+ * The blocks don't overlap.
+ *
  * Ends the process unless "samples >= 0", the blocks are there, and the sizes in bytes fit 64 bits.
  */
 PCM_API void pcm___Convert(

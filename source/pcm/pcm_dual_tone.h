@@ -7,7 +7,8 @@ KIT_C_BEGIN
 
 /** @file
  * Two tones at once, as telephony signals them: their mean, with peak 1.0. Both tones move on by `samples`; one tone
- * given twice moves on by twice as many.
+ * given twice moves on by twice as many. A tone serves one thread at a time. Null tones, a negative count and, where
+ * there is something to write, a null block end the process.
  */
 
 /** The next @p samples samples as a packet that the caller owns. */

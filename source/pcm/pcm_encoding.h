@@ -18,6 +18,7 @@
 
 KIT_C_BEGIN
 
+/** A word of the flags below, or 0. */
 typedef uint64_t PCM_ENCODING;
 
 #define PCM_ENCODING_G711_ALAW ( (PCM_ENCODING)0x1 )       /**< base: 1 byte, ITU-T G.711 A-law */
@@ -64,8 +65,10 @@ PCM_API PCM_ENCODING pcmEncodingFromString( KIT_STRING *kits );
 /** The text of the normalised word; "0" for word 0. Needs the module to be started. The caller owns the string. */
 PCM_API KIT_STRING *pcmEncodingToString( PCM_ENCODING encoding );
 
-/** Make and drop the table of the flag names; part of the module's start-up and shut-down. */
+/** Makes the table of the flag names; part of the module's start-up and shut-down. */
 PCM_API void pcm___EncodingStartup( void );
+
+/** Drops the table; its names are unknown from then on. */
 PCM_API void pcm___EncodingShutdown( void );
 
 KIT_C_END

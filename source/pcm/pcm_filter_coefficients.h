@@ -4,7 +4,7 @@
 /** @file
  * Sets of FIR taps. A set never changes, so any number of filters and threads may hold one. Tap 0 weighs the newest
  * frame. The built-in sets are symmetric, of even length, with a group delay of (taps - 1) / 2 frames and a gain a
- * little below 1 at 0 Hz.
+ * little below 1 at 0 Hz. Null, unknown types and lengths below 1 end the process.
  */
 
 #include "pcm_filter_type.h"
@@ -33,8 +33,10 @@ PCM_API const PCM_SAMPLE *pcmFilterCoefficientsBacking( PCM_FILTER_COEFFICIENTS 
 /** The number of taps. */
 PCM_API int64_t pcmFilterCoefficientsLength( PCM_FILTER_COEFFICIENTS *coeff );
 
-/** Make and drop the built-in sets; part of the module's start-up and shut-down. A set that is held lives on. */
+/** Makes the built-in sets; part of the module's start-up and shut-down. A set that is held lives on. */
 PCM_API void pcm___FilterCoefficientsStartup( void );
+
+/** Drops the built-in sets. */
 PCM_API void pcm___FilterCoefficientsShutdown( void );
 
 KIT_C_END

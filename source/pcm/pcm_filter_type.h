@@ -29,8 +29,10 @@ PCM_API int64_t pcmFilterTypeFromString( KIT_STRING *kits );
 /** The name of a type. Needs the module to be started. The caller owns the string. */
 PCM_API KIT_STRING *pcmFilterTypeToString( int64_t type );
 
-/** Make and drop the table of the names; part of the module's start-up and shut-down. */
+/** Makes the table of the names; part of the module's start-up and shut-down. */
 PCM_API void pcm___FilterTypeStartup( void );
+
+/** Drops the table. */
 PCM_API void pcm___FilterTypeShutdown( void );
 
 KIT_C_END

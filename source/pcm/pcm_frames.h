@@ -8,7 +8,8 @@ KIT_C_BEGIN
 /** @file
  * Whole factors of the frame count. Samples are moved and nothing else: what that does to the spectrum is the
  * caller's, who has PCM_FILTER for it. The handle gets a new packet, and other holders of the old one see no change;
- * a packet without frames stays as it is.
+ * a packet without frames stays as it is. One handle variable serves one thread at a time. Null, and what a function
+ * requires and does not get, end the process.
  */
 
 /** Puts @p mult - 1 frames of silence behind each frame. Requires "mult > 1". */

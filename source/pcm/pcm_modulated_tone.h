@@ -7,7 +7,8 @@ KIT_C_BEGIN
 
 /** @file
  * The product of two tones: ring modulation. Both tones move on by `samples`; one tone given twice moves on by twice
- * as many.
+ * as many. A tone serves one thread at a time. Null tones, a negative count and, where there is something to write, a
+ * null block end the process.
  */
 
 /** The next @p samples samples as a packet that the caller owns. */

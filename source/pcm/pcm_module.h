@@ -1,6 +1,10 @@
 #ifndef PCM_MODULE_H
 #define PCM_MODULE_H
 
+/** @file
+ * The library as a whole: start-up, shut-down and what it tells of its build.
+ */
+
 #include "pcm_api.h"
 
 KIT_C_BEGIN

@@ -21,7 +21,8 @@ KIT_C_BEGIN
 PCM_OBJECT_DECLARE( PCM_PACKET, pcmPacket );
 
 /** @name Creation
- * Each packet returned is new, with one reference that the caller owns. @{ */
+ * Each packet returned is new, with one reference that the caller owns.
+ * @{ */
 
 /** A packet without frames. Requires "channels > 0". */
 PCM_API PCM_PACKET *pcmPacketCreate( int64_t channels );
@@ -39,15 +40,24 @@ PCM_API PCM_PACKET *pcmPacketCreateFromSamplesCopy( const PCM_SAMPLE *source, in
  */
 PCM_API PCM_PACKET *pcmPacketCreateFromSamplesUse( PCM_SAMPLE *source, int64_t channels, int64_t frames );
 
-/** @} @name Queries @{ */
+/** @} */
 
+/** @name Queries
+ * @{ */
+
+/** The samples in a frame, above 0. */
 PCM_API int64_t pcmPacketChannels( PCM_PACKET *pkt );
+
+/** The frames it holds, 0 or more. */
 PCM_API int64_t pcmPacketFrames( PCM_PACKET *pkt );
 
 /** The samples for reading, null without frames; valid until the packet changes or the reference ends. */
 PCM_API const PCM_SAMPLE *pcmPacketBacking( PCM_PACKET *pkt );
 
-/** @} @name Changes to the whole packet @{ */
+/** @} */
+
+/** @name Changes to the whole packet
+ * @{ */
 
 /** The samples for writing. A shared packet is copied first. Good until anyone else takes a reference. */
 PCM_API PCM_SAMPLE *pcmPacketMutableBacking( PCM_PACKET **pkt );
@@ -61,7 +71,9 @@ PCM_API void pcmPacketSetChannels( PCM_PACKET **pkt, int64_t channels );
 /** Sets the frame count: drops frames at the end, or adds frames of silence there. */
 PCM_API void pcmPacketSetFrames( PCM_PACKET **pkt, int64_t frames );
 
-/** @} @name Frame editing: five verbs, and words for the part that they work on
+/** @} */
+
+/** @name Frame editing: five verbs, and words for the part that they work on
  *
  * - `Write` overwrites frames of the packet from `idx` on; all of them must lie in it.
  * - `Insert` puts frames in at `idx`, from 0 to the frame count; what stands there moves up.
@@ -78,44 +90,101 @@ PCM_API void pcmPacketSetFrames( PCM_PACKET **pkt, int64_t frames );
  * - `Zero`: `frames` frames of silence, without a source.
  *
  * Inserting and deleting reallocate once, to the exact size: whoever builds a long packet out of many gathers them in
- * a PCM_PACKET_QUEUE and takes them out at once. @{ */
+ * a PCM_PACKET_QUEUE and takes them out at once. All take the address of a handle, end the process where a part does
+ * not lie in its packet or the channel counts differ, and leave the source's reference to the caller.
+ *
+ * @{ */
 
+/** Overwrites frames from @p idx on with all frames of @p source. */
 PCM_API void pcmPacketWrite( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source );
+
+/** Overwrites frames from @p idx on with @p frames frames of @p source from @p offset on. */
 PCM_API void pcmPacketWriteInner( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Overwrites frames from @p idx on with all of @p source but @p frames frames from @p offset on. */
 PCM_API void pcmPacketWriteOuter( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Overwrites frames from @p idx on with the first @p frames frames of @p source. */
 PCM_API void pcmPacketWriteLeading( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames );
+
+/** Overwrites frames from @p idx on with the last @p frames frames of @p source. */
 PCM_API void pcmPacketWriteTrailing( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames );
+
+/** Overwrites frames from @p idx on with @p frames frames of silence. */
 PCM_API void pcmPacketWriteZero( PCM_PACKET **pkt, int64_t idx, int64_t frames );
 
+/** Inserts all frames of @p source before frame @p idx. */
 PCM_API void pcmPacketInsert( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source );
+
+/** Inserts @p frames frames of @p source from @p offset on before frame @p idx. */
 PCM_API void pcmPacketInsertInner(
     PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Inserts all of @p source but @p frames frames from @p offset on before frame @p idx. */
 PCM_API void pcmPacketInsertOuter(
     PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Inserts the first @p frames frames of @p source before frame @p idx. */
 PCM_API void pcmPacketInsertLeading( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames );
+
+/** Inserts the last @p frames frames of @p source before frame @p idx. */
 PCM_API void pcmPacketInsertTrailing( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t frames );
+
+/** Inserts @p frames frames of silence before frame @p idx. */
 PCM_API void pcmPacketInsertZero( PCM_PACKET **pkt, int64_t idx, int64_t frames );
 
+/** Adds all frames of @p source at the end. */
 PCM_API void pcmPacketAppend( PCM_PACKET **pkt, PCM_PACKET *source );
+
+/** Adds @p frames frames of @p source from @p offset on at the end. */
 PCM_API void pcmPacketAppendInner( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Adds all of @p source but @p frames frames from @p offset on at the end. */
 PCM_API void pcmPacketAppendOuter( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Adds the first @p frames frames of @p source at the end. */
 PCM_API void pcmPacketAppendLeading( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames );
+
+/** Adds the last @p frames frames of @p source at the end. */
 PCM_API void pcmPacketAppendTrailing( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames );
+
+/** Adds @p frames frames of silence at the end. */
 PCM_API void pcmPacketAppendZero( PCM_PACKET **pkt, int64_t frames );
 
+/** Adds all frames of @p source at the start. */
 PCM_API void pcmPacketPrepend( PCM_PACKET **pkt, PCM_PACKET *source );
+
+/** Adds @p frames frames of @p source from @p offset on at the start. */
 PCM_API void pcmPacketPrependInner( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Adds all of @p source but @p frames frames from @p offset on at the start. */
 PCM_API void pcmPacketPrependOuter( PCM_PACKET **pkt, PCM_PACKET *source, int64_t offset, int64_t frames );
+
+/** Adds the first @p frames frames of @p source at the start. */
 PCM_API void pcmPacketPrependLeading( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames );
+
+/** Adds the last @p frames frames of @p source at the start. */
 PCM_API void pcmPacketPrependTrailing( PCM_PACKET **pkt, PCM_PACKET *source, int64_t frames );
+
+/** Adds @p frames frames of silence at the start. */
 PCM_API void pcmPacketPrependZero( PCM_PACKET **pkt, int64_t frames );
 
+/** Removes @p frames frames from @p idx on. */
 PCM_API void pcmPacketDelInner( PCM_PACKET **pkt, int64_t idx, int64_t frames );
+
+/** Keeps @p frames frames from @p idx on and removes the others. */
 PCM_API void pcmPacketDelOuter( PCM_PACKET **pkt, int64_t idx, int64_t frames );
+
+/** Removes the first @p frames frames. */
 PCM_API void pcmPacketDelLeading( PCM_PACKET **pkt, int64_t frames );
+
+/** Removes the last @p frames frames. */
 PCM_API void pcmPacketDelTrailing( PCM_PACKET **pkt, int64_t frames );
 
-/** @} @name Channels of a packet @{ */
+/** @} */
+
+/** @name Channels of a packet
+ * @{ */
 
 /**
  * Overwrites a rectangle of @p channels x @p frames samples with one of a packet, which may be the packet itself. The
@@ -142,7 +211,10 @@ PCM_API PCM_PACKET *pcmPacketCreateFromWithChannels( PCM_PACKET *source, int64_t
  */
 PCM_API PCM_PACKET *pcmPacketCreateFromWithChannelMask( PCM_PACKET *source, uint64_t channelMask );
 
-/** @} @name Encoded bytes @{ */
+/** @} */
+
+/** @name Encoded bytes
+ * @{ */
 
 /** The frames as encoded slots in a new buffer, which the caller owns: never null, empty for a packet without frames.
  */

@@ -47,6 +47,7 @@ PCM_API int64_t pcmPacketQueueFrames( PCM_PACKET_QUEUE *queue );
 /** The packets that can be read; one that a gather has started counts as one. */
 PCM_API int64_t pcmPacketQueuePackets( PCM_PACKET_QUEUE *queue );
 
+/** The channels of all its packets. */
 PCM_API int64_t pcmPacketQueueChannels( PCM_PACKET_QUEUE *queue );
 
 KIT_C_END

@@ -10,6 +10,7 @@
  *
  * Each sum and product is rounded to a 32-bit float. The result is that of the ascending loop over single samples,
  * also where `dest` and `source` overlap (but for pcm___SamplesCopy). A scale is narrowed to a 32-bit float once.
+ * Of two NaNs that meet, either may come out.
  */
 
 #include "pcm_api.h"

@@ -6,7 +6,8 @@
 KIT_C_BEGIN
 
 /** @file
- * Silence, in the form of the generators.
+ * Silence, in the form of the generators. Any number of threads may call at once. A negative count and, where there
+ * is something to write, a null block end the process.
  */
 
 /** @p samples samples of value 0 as a packet of one channel that the caller owns. */

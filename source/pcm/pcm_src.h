@@ -42,21 +42,47 @@ PCM_API int32_t pcmSrcFrameRateCheckCompatibility( int64_t readFrameRate, int64_
  */
 PCM_API void pcmSrcWrite( PCM_SRC *src, PCM_PACKET *pkt );
 
-/** @name Taking converted frames, as from a PCM_PACKET_QUEUE and under its contract @{ */
+/** @name Taking converted frames, as from a PCM_PACKET_QUEUE and under its contract
+ * @{ */
+
+/**
+ * Takes the next packet, less the frames that were gathered from it; the caller owns the reference. Ends the
+ * process if there is none.
+ */
 PCM_API PCM_PACKET *pcmSrcRead( PCM_SRC *src );
+
+/** Takes exactly @p frames frames as a packet that the caller owns. Ends the process if there are fewer. */
 PCM_API PCM_PACKET *pcmSrcGather( PCM_SRC *src, int64_t frames );
+
+/**
+ * Takes exactly @p frames frames into the caller's block of frames x channels samples. Ends the process if there
+ * are fewer.
+ */
 PCM_API void pcmSrcGatherSamples( PCM_SRC *src, PCM_SAMPLE *dest, int64_t frames );
+
+/** The same, added onto what the block holds. */
 PCM_API void pcmSrcGatherSamplesAdd( PCM_SRC *src, PCM_SAMPLE *dest, int64_t frames );
+
+/** The frames that can be taken. */
 PCM_API int64_t pcmSrcFrames( PCM_SRC *src );
+
+/** The packets that can be read; one that a gather has started counts as one. */
 PCM_API int64_t pcmSrcPackets( PCM_SRC *src );
 /** @} */
 
 /** Drops what is queued and what the converter holds: a new stream may begin. */
 PCM_API void pcmSrcReset( PCM_SRC *src );
 
+/** The channels of all its packets. */
 PCM_API int64_t pcmSrcChannels( PCM_SRC *src );
+
+/** One of PCM_SRC_TYPE_... */
 PCM_API int64_t pcmSrcType( PCM_SRC *src );
+
+/** The rate of what is read, in hertz. */
 PCM_API int64_t pcmSrcReadFrameRate( PCM_SRC *src );
+
+/** The rate of what is written, in hertz. */
 PCM_API int64_t pcmSrcWriteFrameRate( PCM_SRC *src );
 
 KIT_C_END

@@ -10,11 +10,11 @@
 KIT_C_BEGIN
 
 enum {
-    PCM_SRC_TYPE_SINC_BEST_QUALITY = 0,
-    PCM_SRC_TYPE_SINC_MEDIUM_QUALITY = 1,
-    PCM_SRC_TYPE_SINC_FASTEST = 2,
-    PCM_SRC_TYPE_ZERO_ORDER_HOLD = 3,
-    PCM_SRC_TYPE_LINEAR = 4
+    PCM_SRC_TYPE_SINC_BEST_QUALITY = 0,   /**< widest band, slowest */
+    PCM_SRC_TYPE_SINC_MEDIUM_QUALITY = 1, /**< in between */
+    PCM_SRC_TYPE_SINC_FASTEST = 2,        /**< the usual choice for telephony */
+    PCM_SRC_TYPE_ZERO_ORDER_HOLD = 3,     /**< repeats and drops frames */
+    PCM_SRC_TYPE_LINEAR = 4               /**< straight lines between frames */
 };
 
 /** Whether a number is one of the types. */
@@ -29,8 +29,10 @@ PCM_API KIT_STRING *pcmSrcTypeToString( int64_t type );
 /** The converter constant of libsamplerate for a type. */
 PCM_API int32_t pcm___SrcTypeToSamplerateConverterType( int64_t type );
 
-/** Make and drop the table of the names; part of the module's start-up and shut-down. */
+/** Makes the table of the names; part of the module's start-up and shut-down. */
 PCM_API void pcm___SrcTypeStartup( void );
+
+/** Drops the table. */
 PCM_API void pcm___SrcTypeShutdown( void );
 
 KIT_C_END

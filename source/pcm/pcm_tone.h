@@ -7,6 +7,8 @@
  * The phase is 2 pi / period x position; the position counts frames, and is taken back by whole periods at the end of
  * each call. Sines are the platform's `sin` in double precision, narrowed to 32-bit floats. A tone changes in place,
  * whoever holds it, and serves one thread at a time.
+ * Periods, rates and frequencies that are not above 0, null, a negative count and, where there is something to write,
+ * a null block end the process.
  */
 
 #include "pcm_packet.h"

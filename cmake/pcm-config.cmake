@@ -1,0 +1,14 @@
+# The targets pcm::pcm and pcm::kit, and where they were installed pcm::pcm_static and pcm::kit_static, which need
+# libsamplerate's development files too.
+include("${CMAKE_CURRENT_LIST_DIR}/pcm-targets.cmake")
+include("${CMAKE_CURRENT_LIST_DIR}/samplerate.cmake")
+
+# Written in C++, but they need nothing of its run-time library: a C host links them as C.
+foreach(pcm_target pcm::pcm_static pcm::kit_static)
+  if(TARGET ${pcm_target})
+    get_target_property(pcm_builds ${pcm_target} IMPORTED_CONFIGURATIONS)
+    foreach(pcm_build ${pcm_builds})
+      set_target_properties(${pcm_target} PROPERTIES IMPORTED_LINK_INTERFACE_LANGUAGES_${pcm_build} C)
+    endforeach()
+  endif()
+endforeach()

@@ -1,0 +1,18 @@
+# libsamplerate as pcm::samplerate: as pkg-config tells of it, or else its own CMake package. The build uses this, and
+# so does who links the static library.
+if(NOT TARGET pcm::samplerate)
+  find_package(PkgConfig QUIET)
+  if(PKG_CONFIG_FOUND)
+    pkg_check_modules(SAMPLERATE QUIET IMPORTED_TARGET GLOBAL samplerate)
+  endif()
+  if(TARGET PkgConfig::SAMPLERATE)
+    set(pcm_samplerate PkgConfig::SAMPLERATE)
+  else()
+    find_package(SampleRate CONFIG QUIET GLOBAL)
+    set(pcm_samplerate SampleRate::samplerate)
+  endif()
+  if(TARGET ${pcm_samplerate})
+    add_library(pcm::samplerate INTERFACE IMPORTED GLOBAL)
+    target_link_libraries(pcm::samplerate INTERFACE ${pcm_samplerate})
+  endif()
+endif()
