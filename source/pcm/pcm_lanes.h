@@ -9,6 +9,7 @@
 
 #include <bit>
 #include <cstring>
+#include <type_traits>
 #include <utility>
 #ifdef __SSE2__
     #include <immintrin.h>
@@ -112,7 +113,8 @@ template <class Narrow, class Wide> inline Narrow lowParts( Wide a, Wide b )
 
 template <class Signed> inline Signed clamped( Signed v, int low, int high )
 {
-    Signed least = Signed{} + low, most = Signed{} + high;
+    using Element = std::remove_reference_t<decltype( v[0] )>;
+    Signed least = Signed{} + Element( low ), most = Signed{} + Element( high );
     v = v < least ? least : v;
     return v > most ? most : v;
 }
