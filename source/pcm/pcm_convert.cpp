@@ -394,7 +394,7 @@ static void encodeTile( uint8_t *dest, const uint8_t *source, int64_t width, int
 
 using Run = void ( * )( uint8_t *dest, const uint8_t *source, int64_t samples, int64_t slotWidth, int64_t offset );
 
-// What is left of a run, less than a tile, is put into one and taken out.
+// A run of less than a tile is put into one and taken out.
 template <class Format, Kind kind, bool decodes>
 [[gnu::flatten]] static void convertRun(
     uint8_t *dest, const uint8_t *source, int64_t samples, int64_t slotWidth, int64_t offset )
@@ -408,6 +408,10 @@ template <class Format, Kind kind, bool decodes>
     for ( int64_t done = 0; done < whole; done += tile )
         convertTile( dest + done * destWidth, source + done * sourceWidth, encoded, offset );
     if ( !rest ) return;
+    const uint8_t *destEnd = dest + samples * destWidth, *sourceEnd = source + samples * sourceWidth;
+    if ( whole && ( destEnd <= source || sourceEnd <= dest ) ) // the last ones once more with those before them
+        return convertTile(
+            dest + ( samples - tile ) * destWidth, source + ( samples - tile ) * sourceWidth, encoded, offset );
     uint8_t in[tile * ( decodes ? widest : sampleSize )] = {}, out[tile * ( decodes ? sampleSize : widest )] = {};
     std::memcpy( in, source + whole * sourceWidth, size_t( rest * sourceWidth ) );
     convertTile( out, in, encoded, offset );
