@@ -243,6 +243,12 @@ inline void convert( std::span<std::byte> dest, Encoding destEncoding, std::span
     pcm___Convert( dest.data(), destEncoding.word(), source.data(), sourceEncoding.word(), samples );
 }
 
+/** How many whole frames they are; without channels none, and the library says what is wrong. */
+[[nodiscard]] constexpr int64_t wholeFrames( size_t samples, int64_t channels )
+{
+    return channels > 0 ? int64_t( samples ) / channels : 0;
+}
+
 /** Frames of samples, interleaved by channel. */
 class Packet : public Handle<PCM_PACKET, pcmPacketRetain, pcmPacketRelease> {
 public:
@@ -251,7 +257,7 @@ public:
     /** Whole frames, copied. */
     Packet( std::span<const PCM_SAMPLE> samples, int64_t channels )
         : Handle( adopt,
-              pcmPacketCreateFromSamplesCopy( samples.data(), channels, int64_t( samples.size() ) / channels ) )
+              pcmPacketCreateFromSamplesCopy( samples.data(), channels, wholeFrames( samples.size(), channels ) ) )
     {
         assert( int64_t( samples.size() ) % channels == 0 );
     }
