@@ -492,6 +492,9 @@ TEST( Contract, EveryBrokenConditionEndsTheProcessWithItsText )
 // What says that it is so large has a block of 64 bytes.
 TEST( Contract, TooLittleMemoryEndsTheProcess )
 {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the address sanitizer needs all the space itself";
+#endif
     static constexpr int64_t many = 1 << 28;
     void ( *const calls[] )() = {
         DO( PacketCreateFrom, vast( many, 1 ) ),
