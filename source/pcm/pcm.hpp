@@ -34,7 +34,9 @@ public:
     Module( const Module & ) = delete;
     Module &operator=( const Module & ) = delete;
 
+    /** What the build tells of itself. */
     [[nodiscard]] static const KIT_MODULE_RECORD &record() { return pcm___module_record; }
+    /** Of the library that runs, not of this header. */
     [[nodiscard]] static std::string_view version() { return pcm___module_version_string; }
 };
 
@@ -42,6 +44,7 @@ public:
 struct MemoryFree {
     void operator()( void *block ) const { kitMemFree( block ); }
 };
+/** Owns such a block. */
 template <class T> using Memory = std::unique_ptr<T[], MemoryFree>;
 
 /** Room for @p count items, unwritten. */
@@ -54,6 +57,7 @@ template <class T> [[nodiscard]] Memory<T> allocate( int64_t count )
 struct Adopt {
     explicit Adopt() = default;
 };
+/** Says that a reference is taken over, not added. */
 inline constexpr Adopt adopt{};
 
 /** What a function gave whose name says Try. */
@@ -74,11 +78,17 @@ template <class Value, class T> [[nodiscard]] std::optional<Value> ifMade( T *ow
 /** One reference to an object, or none. */
 template <class T, auto retain, auto release> class Handle {
 public:
+    /** Without an object. */
     Handle() = default;
+    /** Takes over the reference of a C handle. */
     Handle( Adopt, T *owned ) : handle( owned ) { known( owned ); }
+    /** One more reference. */
     Handle( const Handle &other ) : handle( other.handle ? retain( other.handle ) : nullptr ) {}
+    /** Takes the reference over from @p other. */
     Handle( Handle &&other ) noexcept : handle( std::exchange( other.handle, nullptr ) ) {}
+    /** One more reference, and what was held is let go. */
     Handle &operator=( const Handle &other ) { return *this = Handle( other ); }
+    /** Takes the reference over, and what was held is let go. */
     Handle &operator=( Handle &&other ) noexcept
     {
         T *fresh = std::exchange( other.handle, nullptr );
@@ -90,6 +100,7 @@ public:
         if ( handle ) release( handle );
     }
 
+    /** Whether there is an object. */
     [[nodiscard]] explicit operator bool() const { return handle; }
 
     /** The C handle, for functions that read: the reference stays here. */
@@ -99,7 +110,9 @@ public:
     /** The C handle with its reference, which is the caller's from then on. */
     [[nodiscard]] T *detach() { return std::exchange( handle, nullptr ); }
 
+    /** The object as one of any type. */
     [[nodiscard]] KIT_OBJ *obj() const { return reinterpret_cast<KIT_OBJ *>( handle ); }
+    /** How many holders there are at the moment. */
     [[nodiscard]] int32_t references() const { return obj()->refCount; }
 
     /** Equal is what is one object. */
@@ -109,6 +122,7 @@ public:
         return kitObjCompare( a.obj(), b.obj() ) <=> 0;
     }
     friend std::string to_string( const Handle &a ) { return textOf( kitObjToString( a.obj() ) ); }
+    /** Writes `to_string( a )`. */
     friend std::ostream &operator<<( std::ostream &out, const Handle &a ) { return out << to_string( a ); }
 
 protected:
@@ -121,6 +135,7 @@ protected:
 #endif
     }
 
+    /** The C handle, or null. */
     T *handle = nullptr;
 };
 
@@ -143,6 +158,7 @@ public:
     {
         return { kitStringBacking( handle ), size_t( kitStringLength( handle ) ) };
     }
+    /** A copy of it. */
     [[nodiscard]] std::string str() const { return std::string( view() ); }
 };
 
@@ -177,6 +193,7 @@ public:
 /** An encoding word: flags joined by `|`, or 0 for an array of samples. */
 class Encoding {
 public:
+    /** From a word of the C interface. */
     constexpr Encoding( PCM_ENCODING word = 0 ) : flags( word ) {}
     /** The normalised word of flag names with bars between them. */
     [[nodiscard]] static Encoding fromString( std::string_view text )
@@ -184,21 +201,31 @@ public:
         return pcmEncodingFromString( String( text ).get() );
     }
 
+    /** For the C interface. */
     [[nodiscard]] constexpr PCM_ENCODING word() const { return flags; }
+    /** Whether there is any flag. */
     [[nodiscard]] constexpr explicit operator bool() const { return flags; }
+    /** Flag by flag; compare what is normalized() for the same meaning. */
     friend constexpr bool operator==( Encoding, Encoding ) = default;
+    /** All flags of both. */
     friend constexpr Encoding operator|( Encoding a, Encoding b ) { return a.flags | b.flags; }
+    /** The flags that both have. */
     friend constexpr Encoding operator&( Encoding a, Encoding b ) { return a.flags & b.flags; }
+    /** The flags that it lacks. */
     friend constexpr Encoding operator~( Encoding a ) { return ~a.flags; }
+    /** Adds flags. */
     constexpr Encoding &operator|=( Encoding other ) { return *this = *this | other; }
+    /** Keeps some flags. */
     constexpr Encoding &operator&=( Encoding other ) { return *this = *this & other; }
 
+    /** The flags that name a base encoding. */
     [[nodiscard]] constexpr Encoding base() const { return flags & PCM_ENCODING_BASE_MASK; }
     [[nodiscard]] Encoding normalized() const { return pcmEncodingNormalize( flags ); }
     [[nodiscard]] int64_t sizeofSample() const { return pcmEncodingSizeofSample( flags ); }
     [[nodiscard]] int64_t sizeofFrame( int64_t channels ) const { return pcmEncodingSizeofFrame( flags, channels ); }
 
     friend std::string to_string( Encoding a ) { return textOf( pcmEncodingToString( a.flags ) ); }
+    /** Writes `to_string( a )`. */
     friend std::ostream &operator<<( std::ostream &out, Encoding a ) { return out << to_string( a ); }
 
     static const Encoding samples, alaw, mulaw, int8, int16, int24, int32, float32, unsignedCodes, bigEndian,
@@ -208,6 +235,7 @@ private:
     PCM_ENCODING flags;
 };
 
+/** 0: an array of samples, as the machine holds them. */
 inline constexpr Encoding Encoding::samples = 0;
 inline constexpr Encoding Encoding::alaw = PCM_ENCODING_G711_ALAW;
 inline constexpr Encoding Encoding::mulaw = PCM_ENCODING_G711_MULAW;
@@ -294,23 +322,27 @@ public:
     [[nodiscard]] int64_t channels() const { return pcmPacketChannels( handle ); }
     [[nodiscard]] int64_t frames() const { return pcmPacketFrames( handle ); }
 
-    /** All samples, as long as the packet lives and does not change; `backing` is the plain pointer to them. */
+    /** The first sample; good as long as the packet lives and does not change. */
     [[nodiscard]] const PCM_SAMPLE *backing() const { return pcmPacketBacking( handle ); }
+    /** All samples, for reading. */
     [[nodiscard]] std::span<const PCM_SAMPLE> samples() const
     {
         return { backing(), size_t( frames() * channels() ) };
     }
+    /** The samples of one frame. */
     [[nodiscard]] std::span<const PCM_SAMPLE> frame( int64_t idx ) const
     {
         return samples().subspan( size_t( idx * channels() ), size_t( channels() ) );
     }
     /** For writing: good until another holder comes. */
     [[nodiscard]] PCM_SAMPLE *mutableBacking() { return pcmPacketMutableBacking( &handle ); }
+    /** All samples, for writing. */
     [[nodiscard]] std::span<PCM_SAMPLE> mutableSamples()
     {
         PCM_SAMPLE *block = mutableBacking();
         return { block, size_t( frames() * channels() ) };
     }
+    /** The samples of one frame, for writing. */
     [[nodiscard]] std::span<PCM_SAMPLE> mutableFrame( int64_t idx )
     {
         return mutableSamples().subspan( size_t( idx * channels() ), size_t( channels() ) );
@@ -477,6 +509,7 @@ enum class FilterType : int64_t {
     return PCM_FILTER_TYPE_OK( type ) ? std::optional( FilterType( type ) ) : std::nullopt;
 }
 inline std::string to_string( FilterType type ) { return textOf( pcmFilterTypeToString( int64_t( type ) ) ); }
+/** Writes `to_string( type )`. */
 inline std::ostream &operator<<( std::ostream &out, FilterType type ) { return out << to_string( type ); }
 
 /** The taps of a filter. They never change. */
@@ -563,6 +596,7 @@ enum class SrcType : int64_t {
     return pcm___SrcTypeToSamplerateConverterType( int64_t( type ) );
 }
 inline std::string to_string( SrcType type ) { return textOf( pcmSrcTypeToString( int64_t( type ) ) ); }
+/** Writes `to_string( type )`. */
 inline std::ostream &operator<<( std::ostream &out, SrcType type ) { return out << to_string( type ); }
 
 /** Rate conversion of a stream. All copies are one converter. */
@@ -626,7 +660,8 @@ public:
 
 /** Two tones at once: their mean. */
 struct DualTone {
-    Tone a, b;
+    Tone a; ///< One of them.
+    Tone b; ///< The other.
 
     [[nodiscard]] Packet gather( int64_t samples )
     {
@@ -644,7 +679,8 @@ struct DualTone {
 
 /** A tone times another. */
 struct ModulatedTone {
-    Tone a, b;
+    Tone a; ///< What is heard.
+    Tone b; ///< How loud it is.
 
     [[nodiscard]] Packet gather( int64_t samples )
     {
@@ -723,12 +759,16 @@ inline void mul( std::span<PCM_SAMPLE> dest, std::span<const PCM_SAMPLE> source 
 
 /** One channel of a block; Sample is PCM_SAMPLE, or const for reading. */
 template <class Sample> struct ChannelOf {
-    Sample *block;
-    int64_t channel, channels;
+    Sample *block;    ///< All channels, interleaved.
+    int64_t channel;  ///< Which one.
+    int64_t channels; ///< Of how many.
 
+    /** For reading. */
     operator ChannelOf<const Sample>() const { return { block, channel, channels }; }
 };
+/** For writing. */
 using Channel = ChannelOf<PCM_SAMPLE>;
+/** For reading. */
 using ConstChannel = ChannelOf<const PCM_SAMPLE>;
 
 inline void zero( Channel dest, int64_t frames )
