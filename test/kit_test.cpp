@@ -78,6 +78,7 @@ TEST_F( Kit, StringsAndBuffersHoldTheirBytes )
     EXPECT_EQ( kitBufferLength( empty ), 0 );
     EXPECT_EQ( kitBufferLength( buffer ), 3 );
     EXPECT_EQ( kitBufferBacking( buffer ), block );
+    EXPECT_EQ( kit___ObjDbgAllocationSize( buffer.header() ), 3 );
 }
 
 TEST_F( Kit, ObjectsOfOneSortStandTogether )
