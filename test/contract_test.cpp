@@ -305,6 +305,7 @@ const struct {
             DO( PacketWriteZero, pkt(), 3, 1 ), DO( PacketInsertInner, pkt(), 4, odd(), 0, 1 ),
             DO( PacketInsertZero, pkt(), 4, 0 ), DO( PacketDelLeading, pkt(), 4 ) } },
         { "idx + (source->frames - frames) <= (*pkt)->frames", { DO( PacketWriteOuter, pkt(), 3, odd(), 0, 4 ),
+            DO( PacketWriteOuter, pkt(), most - 1, odd(), 0, 4 ),
             DO( PacketInsertOuter, pkt(), 4, odd(), 0, 4 ) } },
         { "(*pkt)->channels == source->channels", { WRITE( pkt(), 3, source( 0, 3 ), 0, 0 ),
             DO( PacketInsertInner, pkt(), 3, odd(), 5, 0 ), DO( PacketAppend, pkt(), source( 0, 3 ) ) } },

@@ -72,6 +72,7 @@ TEST_F( Kit, StringsAndBuffersHoldTheirBytes )
     EXPECT_GT( kitObjCompare( whole.header(), end.header() ), 0 );
     EXPECT_LT( kitObjCompare( end.header(), whole.header() ), 0 );
     EXPECT_EQ( kitObjCompare( end.header(), string( "with" ).header() ), 0 );
+    EXPECT_LT( kitObjCompare( string( "longer" ).header(), end.header() ), 0 );
 
     void *block = kitMemAlloc( 3 );
     Ref<KIT_BUFFER> empty = kitBufferCreate(), buffer = kitBufferCreateFromBytesUse( block, 3 );
