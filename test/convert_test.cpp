@@ -1,13 +1,10 @@
-#include "reference.h"
+#include "operations.h"
 #include "support.h"
 
 #include <cfloat>
 
-using reference::bytesOf;
-using reference::Encoding;
-using reference::floatOf;
-using reference::inMemory;
-using reference::patternOf;
+using operations::converted;
+using reference::bytesOf, reference::Encoding, reference::floatOf;
 using Bytes = std::vector<uint8_t>;
 
 static constexpr PCM_ENCODING ALAW = PCM_ENCODING_G711_ALAW, MULAW = PCM_ENCODING_G711_MULAW, I8 = PCM_ENCODING_INT_8,
@@ -20,14 +17,6 @@ static constexpr PCM_ENCODING ALAW = PCM_ENCODING_G711_ALAW, MULAW = PCM_ENCODIN
 /// The integer and G.711 forms without spare bytes; the first ten are the rows' columns below.
 static constexpr uint64_t dense[] = { I8, I8 | U, I16, I16 | U, I24, I24 | U, I32, I32 | U, ALAW, MULAW, I16 | BIG,
     I16 | U | BIG, I24 | BIG, I24 | U | BIG, I32 | BIG, I32 | U | BIG };
-
-static std::vector<uint64_t> layouts()
-{
-    std::vector<uint64_t> words;
-    for ( uint64_t word = 0; word < 1 << 19; ++word )
-        if ( Encoding{ word }.normalized() == word ) words.push_back( word );
-    return words;
-}
 
 /// Samples around which something changes, with their neighbours.
 static std::vector<float> telling()
@@ -52,57 +41,35 @@ static Bytes randomBytes( test::Random &random, int64_t count )
     return bytes;
 }
 
-/// The library's conversion of bytes, little-endian ones for word 0, between guards and out of a block that ends with
-/// the samples, `shift` bytes off alignment.
-static Bytes convert( uint64_t dest, uint64_t source, const Bytes &bytes, int64_t shift = 0 )
+/// Whether the library makes of these bytes what the model makes of them; if not, the first wrong slot.
+static testing::AssertionResult converts( uint64_t dest, uint64_t source, const Bytes &bytes )
 {
-    int64_t samples = int64_t( bytes.size() ) / Encoding{ source }.slot(), guard = 16 + shift;
-    int64_t size = samples * Encoding{ dest }.slot();
-    Bytes from( bytes.size() + size_t( shift ) ), to( size_t( 2 * guard + size ), 0xA7 );
-    const Bytes given = Encoding{ dest }.normalized() ? inMemory( source, bytes ) : bytes;
-    std::copy( given.begin(), given.end(), from.begin() + shift );
-    pcm___Convert( to.data() + guard, dest, from.data() + shift, source, samples );
-    Bytes result( to.begin() + guard, to.end() - guard );
-    to.erase( to.begin() + guard, to.end() - guard );
-    EXPECT_EQ( to, Bytes( size_t( 2 * guard ), 0xA7 ) ) << std::hex << source << " to " << dest;
-    return inMemory( dest, result );
-}
-
-/// Whether these bytes are what the model makes of the source; if not, the first wrong slot.
-static testing::AssertionResult matches( const Bytes &got, uint64_t dest, uint64_t source, const Bytes &given )
-{
-    const Bytes want = reference::convert( dest, source, given );
+    const Bytes got = converted( dest, source, bytes ), want = reference::convert( dest, source, bytes );
     if ( got == want ) return testing::AssertionSuccess();
-    size_t at = 0, slot = size_t( Encoding{ dest }.slot() );
-    while ( at < std::min( got.size(), want.size() ) && got[at] == want[at] ) ++at;
+    auto wrong = std::mismatch( got.begin(), got.end(), want.begin(), want.end() ).first - got.begin();
     return testing::AssertionFailure() << std::hex << source << " to " << dest << std::dec << ": " << got.size()
-                                       << " bytes of " << want.size() << ", sample " << at / slot << " is wrong";
-}
-
-static testing::AssertionResult converts( uint64_t dest, uint64_t source, const Bytes &bytes, int64_t shift = 0 )
-{
-    return matches( convert( dest, source, bytes, shift ), dest, source, bytes );
+                                       << " bytes of " << want.size() << ", byte " << wrong << " is wrong";
 }
 
 /// The library's bits for one float.
 static uint32_t encoded( uint64_t word, float x )
 {
-    return reference::read( Encoding{ word }, convert( word, 0, bytesOf( { x } ) ).data() );
+    return reference::read( Encoding{ word }, converted( word, 0, bytesOf( { x } ) ).data() );
 }
 
 TEST( Convert, EveryLayoutAndLengthOnEveryPath )
 {
     test::Random random( 31 );
-    auto words = layouts();
+    auto words = reference::layouts();
     ASSERT_EQ( words.size(), 8u * 2 * 3 * 3 * 8 );
     auto samples = telling();
     for ( int i = 0; i < 40; ++i ) samples.push_back( nearFullScale( random ) );
     for ( uint64_t word : words ) {
         uint64_t given = word | random() << 19, other = random.oneOf( words );
         Bytes slots = randomBytes( random, 67 * Encoding{ word }.slot() );
-        ASSERT_TRUE( converts( 0, given, slots, random.upTo( 7 ) ) );
-        ASSERT_TRUE( converts( given, 0, bytesOf( samples ), random.upTo( 7 ) ) );
-        ASSERT_TRUE( converts( other, given, slots, random.upTo( 7 ) ) );
+        ASSERT_TRUE( converts( 0, given, slots ) );
+        ASSERT_TRUE( converts( given, 0, bytesOf( samples ) ) );
+        ASSERT_TRUE( converts( other, given, slots ) );
     }
     static constexpr uint64_t some[] = { 0, LITTLE, U, F32, F32 | BIG, I16, I24 | BIG | P40, I32 | U, MULAW,
         1 << 19 };
@@ -166,7 +133,7 @@ TEST( Convert, EdgesOfTheForms )
               { MULAW, 0x80, 32120 / 32768.0f }, { MULAW, 0x0F, -16768 / 32768.0f }, { MULAW, 0x7F, 0 } } ) {
         Bytes slot;
         reference::append( Encoding{ word }, code, slot );
-        EXPECT_EQ( convert( 0, word, slot ), bytesOf( { value } ) ) << std::hex << word << ' ' << code;
+        EXPECT_EQ( converted( 0, word, slot ), bytesOf( { value } ) ) << std::hex << word << ' ' << code;
     }
 
     // What gets a code of G.711, on a 16-bit scale; a value and its negative differ in the top bit.
@@ -192,62 +159,7 @@ TEST( Convert, BytesOfSlots )
         { F32 | BIG, y, { 0x11, 0x22, 0x33, 0x44 } }, { BIG | P64, y, { 0, 0, 0, 0, 0x44, 0x33, 0x22, 0x11 } } };
     for ( auto &row : rows ) {
         SCOPED_TRACE( testing::PrintToString( row.bytes ) );
-        EXPECT_EQ( convert( row.word, 0, bytesOf( { row.sample } ) ), row.bytes );
-        EXPECT_EQ( convert( 0, row.word, row.bytes ), bytesOf( { row.sample } ) );
-    }
-}
-
-/// Bytes of a source that make so many bytes of a buffer or frames of a packet; -1: none.
-TEST( Convert, WholeSamplesOfBuffersAndWholeFramesOfPackets )
-{
-    test::NoLeaks noLeaks;
-    test::Random random( 34 );
-    static constexpr struct {
-        uint64_t dest, source;
-        int64_t length, channels, result;
-    } rows[] = { { I8, I16, 0, 0, -1 }, { I8, I16, 5, 0, -1 }, { I8, I16, 4, 0, 2 }, { 0, I24, 6, 0, 8 },
-        { I16 | P64, I32 | P40, 1500, 0, 2400 }, { I8, I8 | P64, 4, 0, -1 }, { 0, I24, 18, 3, 2 },
-        { 0, I24, 18, 4, -1 }, { 0, I16, 5, 2, -1 }, { 0, I16, 0, 5, 0 }, { 0, 0, 13, 3, -1 },
-        { 0, ALAW | P40, 30, 3, 2 } };
-    for ( auto &row : rows ) {
-        SCOPED_TRACE( testing::Message() << std::hex << row.source << std::dec << ", " << row.length << " bytes" );
-        Bytes given = randomBytes( random, row.length );
-        test::Buffer source = test::buffer( given ), buffer;
-        test::Packet packet;
-        if ( row.channels )
-            packet = pcmPacketTryDecode( source, row.source, row.channels );
-        else
-            buffer = pcmTryConvert( row.dest, source, row.source );
-        EXPECT_EQ( packet ? pcmPacketFrames( packet ) : buffer ? kitBufferLength( buffer ) : -1, row.result );
-        EXPECT_EQ( packet ? pcmPacketChannels( packet ) : row.channels, row.channels );
-        EXPECT_EQ( packet ? packet.count() : buffer ? buffer.count() : 1, 1 );
-        EXPECT_TRUE( source.count() == 1 && test::bytes( source ) == given );
-        source = nullptr; // the result has memory of its own
-        EXPECT_TRUE( !buffer || matches( inMemory( row.dest, test::bytes( buffer ) ), row.dest, row.source, given ) );
-    }
-}
-
-TEST( Convert, PacketsThereAndBack )
-{
-    test::NoLeaks noLeaks;
-    auto samples = telling();
-    samples.resize( samples.size() / 6 * 6 );
-    const Bytes given = bytesOf( samples );
-    test::Buffer raw = test::buffer( given );
-    for ( uint64_t word : layouts() ) {
-        int64_t channels = 1 + int64_t( word >> 7 ) % 3;
-        test::Packet packet = pcmPacketTryDecode( raw, 0, channels ), empty = pcmPacketCreate( channels );
-        test::Buffer buffer = pcmPacketEncode( packet, word ), nothing = pcmPacketEncode( empty, word );
-        test::expectPacket( packet, channels, samples, 1, true );
-        ASSERT_TRUE( nothing && nothing.count() == 1 && kitBufferLength( nothing ) == 0 );
-        packet = nullptr;
-        const Bytes slots = test::bytes( buffer );
-        ASSERT_TRUE( matches( slots, word, 0, given ) );
-        packet = pcmPacketTryDecode( buffer, word, channels );
-        ASSERT_TRUE( buffer.count() == 1 && packet.count() == 1 && test::bytes( buffer ) == slots );
-        ASSERT_EQ( pcmPacketChannels( packet ), channels );
-        buffer = nullptr;
-        ASSERT_TRUE( matches( bytesOf( test::samples( packet ) ), 0, word, slots ) );
-        ASSERT_FALSE( HasFailure() ) << std::hex << word;
+        EXPECT_EQ( converted( row.word, 0, bytesOf( { row.sample } ) ), row.bytes );
+        EXPECT_EQ( converted( 0, row.word, row.bytes ), bytesOf( { row.sample } ) );
     }
 }

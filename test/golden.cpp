@@ -7,7 +7,6 @@
 // may differ from what is kept, but not from their models, which call the same functions.
 
 #include "operations.h"
-#include "reference.h"
 
 #define XXH_INLINE_ALL
 #include <xxhash.h>
@@ -21,7 +20,7 @@
 
 using namespace operations;
 using edits::framesOf;
-using reference::bytesOf, reference::convert, reference::Encoding, reference::floatOf, reference::inMemory;
+using reference::bytesOf, reference::convert, reference::Encoding, reference::floatOf;
 using test::packetOf, test::Ref;
 using Bytes = std::vector<uint8_t>;
 
@@ -106,21 +105,12 @@ void group( const std::string &name, int rounds, const std::function<void( Resul
     groups.push_back( { name, rounds, run } );
 }
 
-/// Little-endian bytes, also for word 0.
-Bytes converted( uint64_t dest, uint64_t source, const Bytes &bytes )
-{
-    int64_t samples = int64_t( bytes.size() ) / Encoding{ source }.slot();
-    Bytes to( size_t( samples * Encoding{ dest }.slot() ) );
-    pcm___Convert( to.data(), dest, ( dest ? inMemory( source, bytes ) : bytes ).data(), source, samples );
-    return inMemory( dest, to );
-}
-
 void packetThereAndBack( Results &out, uint64_t word, int64_t channels, const Samples &given )
 {
     const Bytes slots = convert( word, 0, bytesOf( given ) );
     test::Packet packet = packetOf( given, channels );
     test::Buffer encoded = pcmPacketEncode( packet, word ), source = test::buffer( slots );
-    test::Buffer buffer = pcmTryConvert( PCM_ENCODING_G711_ALAW, source, word ? word : PCM_ENCODING_FLOAT_32 );
+    test::Buffer buffer = pcmTryConvert( PCM_ENCODING_G711_ALAW, source, word );
     packet = pcmPacketTryDecode( source, word, channels );
     out.add( test::bytes( encoded ), slots );
     out.add( pcmPacketChannels( packet ), channels );
@@ -131,8 +121,7 @@ void packetThereAndBack( Results &out, uint64_t word, int64_t channels, const Sa
 void addEncodings()
 {
     static std::array<std::vector<uint64_t>, 8> layouts;
-    for ( uint64_t word = 0; word < 1 << 19; ++word )
-        if ( Encoding e{ word }; e.normalized() == word ) layouts[size_t( e.base + 1 )].push_back( word );
+    for ( uint64_t word : reference::layouts() ) layouts[size_t( Encoding{ word }.base + 1 )].push_back( word );
     for ( auto &words : layouts ) {
         test::String text = pcmEncodingToString( words[0] );
         const std::string base = kitStringBacking( text );
@@ -156,6 +145,14 @@ void addEncodings()
             }
         } );
     }
+    group( "samples in buffers", 20, []( auto &out, auto &random ) {
+        for ( auto &words : layouts ) {
+            const uint64_t word = random.oneOf( words );
+            const Bytes given = random.bytes( 9 * Encoding{ word }.slot() );
+            test::Buffer source = test::buffer( given ), samples = pcmTryConvert( 0, source, word );
+            out.add( test::bytes( samples ), convert( 0, word, given ) );
+        }
+    } );
     group( "encoding words", 20000, []( auto &out, auto &random ) {
         Encoding e{ random() >> random.upTo( 63 ) };
         test::String text = pcmEncodingToString( e.word );
@@ -236,54 +233,42 @@ void addPackets()
     } );
 }
 
-/// The functions that queue, filter and rate converter have in common.
-template <class Handle> struct Stream {
-    void ( *write )( Handle, PCM_PACKET * );
-    PCM_PACKET *( *read )( Handle );
-    PCM_PACKET *( *gather )( Handle, int64_t );
-    void ( *gatherSamples )( Handle, PCM_SAMPLE *, int64_t );
-    void ( *gatherSamplesAdd )( Handle, PCM_SAMPLE *, int64_t );
-
-    /// `write` gives the model a block.
-    template <class Write>
-    void walk( Results &out, Random &random, Handle handle, streams::Model model, Write writeModel ) const
-    {
-        const auto channels = int64_t( model.channels );
-        for ( int i = 0; i < 40; ++i ) {
-            Samples block = random.samples( ( 2 + random.upTo( i % 2 ? 400 / channels : 6 ) ) * channels );
-            write( handle, test::Packet( packetOf( block, channels ) ) );
-            writeModel( model, block );
-            int64_t n = random.upTo( int64_t( model.ready.size() ) / channels );
-            Samples got = random.samples( n * channels ), wanted = i % 4 ? model.take( got.size() ) : model.read();
-            for ( size_t s = 0; i % 4 == 3 && s < got.size(); ++s ) wanted[s] = got[s] + wanted[s];
-            if ( i % 4 == 0 ) out.add( test::Packet( read( handle ) ), channels, wanted );
-            if ( i % 4 == 1 ) out.add( test::Packet( gather( handle, n ) ), channels, wanted );
-            if ( i % 4 < 2 ) continue;
-            ( i % 4 == 2 ? gatherSamples : gatherSamplesAdd )( handle, got.data(), n );
-            out.add( got, wanted );
-        }
+/// `write` gives the model a block.
+template <class Handle, class Write>
+void walk( Results &out, Random &random, const streams::Calls<Handle> &calls, Handle handle, streams::Model model,
+    Write writeModel )
+{
+    const auto channels = int64_t( model.channels );
+    for ( int i = 0; i < 40; ++i ) {
+        Samples block = random.samples( ( 2 + random.upTo( i % 2 ? 400 / channels : 6 ) ) * channels );
+        calls.write( handle, test::Packet( packetOf( block, channels ) ) );
+        writeModel( model, block );
+        int64_t n = random.upTo( int64_t( model.ready.size() ) / channels );
+        Samples got = random.samples( n * channels ), wanted = i % 4 ? model.take( got.size() ) : model.read();
+        for ( size_t s = 0; i % 4 == 3 && s < got.size(); ++s ) wanted[s] = got[s] + wanted[s];
+        if ( i % 4 == 0 ) out.add( test::Packet( calls.read( handle ) ), channels, wanted );
+        if ( i % 4 == 1 ) out.add( test::Packet( calls.gather( handle, n ) ), channels, wanted );
+        if ( i % 4 < 2 ) continue;
+        calls.into[i % 4 - 2]( handle, got.data(), n );
+        out.add( got, wanted );
     }
-};
+}
 
 void walkFilter( Results &out, Random &random, PCM_FILTER_COEFFICIENTS *set, const Samples &taps, size_t channels )
 {
-    static constexpr Stream<PCM_FILTER **> stream{ pcmFilterWrite, pcmFilterRead, pcmFilterGather,
-        pcmFilterGatherSamples, pcmFilterGatherSamplesAdd };
     Ref<PCM_FILTER_COEFFICIENTS> held = set;
     Ref<PCM_FILTER> filter = pcmFilterCreate( held, int64_t( channels ) );
-    stream.walk( out, random, &filter, { taps, channels }, []( auto &m, auto &block ) { m.write( block ); } );
+    walk( out, random, streams::ofFilters, &filter, { taps, channels },
+        []( auto &m, auto &block ) { m.write( block ); } );
 }
 
 void addStreams()
 {
-    static constexpr Stream<PCM_PACKET_QUEUE **> queues{ pcmPacketQueueWrite, pcmPacketQueueRead,
-        pcmPacketQueueGather, pcmPacketQueueGatherSamples, pcmPacketQueueGatherSamplesAdd };
-    static constexpr Stream<PCM_SRC *> converters{ pcmSrcWrite, pcmSrcRead, pcmSrcGather, pcmSrcGatherSamples,
-        pcmSrcGatherSamplesAdd };
     group( "queue", 5, []( auto &out, auto &random ) {
         auto channels = size_t( 1 + random.upTo( 5 ) );
         test::Queue queue = pcmPacketQueueCreate( int64_t( channels ) );
-        queues.walk( out, random, &queue, { {}, channels }, []( auto &m, auto &block ) { m.put( block ); } );
+        walk( out, random, streams::ofQueues, &queue, { {}, channels },
+            []( auto &m, auto &block ) { m.put( block ); } );
     } );
     for ( auto &set : streams::sets )
         group( set.name, 3, [&]( auto &out, auto &random ) {
@@ -304,7 +289,7 @@ void addStreams()
                 int error;
                 Ref<PCM_SRC> src = pcmSrcTryCreate( type, rate, 16000, 2 );
                 streams::Direct state( src_new( streams::converters[type], 2, &error ), src_delete );
-                converters.walk( out, random, src, { {}, 2 }, [&]( auto &m, auto &block ) {
+                walk( out, random, streams::ofConverters, (PCM_SRC *)src, { {}, 2 }, [&]( auto &m, auto &block ) {
                     m.put( streams::direct( state, block, 2, double( rate ) / 16000 ) );
                 } );
             }

@@ -6,8 +6,10 @@
 #include <bitset>
 #include <chrono>
 #include <cmath>
+#include <deque>
 #include <limits>
 #include <set>
+#include <sstream>
 #include <sys/random.h>
 
 // A refused allocation goes back to the caller, as it does without sanitizers.
@@ -97,7 +99,17 @@ TEST_F( Kit, ObjectsOfOneSortStandTogether )
         }
 }
 
-// Packet queues walk through the rest of what vectors do.
+TEST_F( Kit, ObjectsWithoutATextShowNameAndAddress )
+{
+    const std::string name( 300, 'N' );
+    KIT_SORT sort = { KIT_STATIC_HEADER( KIT_KIND_SORT ), nullptr, name.c_str(), nullptr, nullptr, nullptr };
+    Ref<KIT_OBJ> obj = kit___ObjCreate( 40, &sort );
+    std::ostringstream address;
+    address << static_cast<void *>( obj.header() );
+    EXPECT_EQ( text( kitObjToString( obj ) ), name + " " + address.str() );
+}
+
+// Packet queues walk through the rest of what vectors do, but for long ones.
 TEST_F( Kit, VectorsKeepWhatTheirOtherHoldersHave )
 {
     String item = string( "item" );
@@ -112,6 +124,19 @@ TEST_F( Kit, VectorsKeepWhatTheirOtherHoldersHave )
     Ref<KIT_OBJ> got = kitVectorUnshift( &second );
     EXPECT_EQ( got, item.header() );
     for ( auto &empty : { vector, first, second } ) EXPECT_EQ( kitVectorLength( empty ), 0 );
+}
+
+TEST_F( Kit, VectorsGrowInOrder )
+{
+    Ref<KIT_VECTOR> vector = kitVectorCreate();
+    std::deque<String> items;
+    for ( int i = 0; i < 100; ++i ) {
+        kitVectorAppendObj( &vector, items.emplace_back( string( "item" ) ).header() );
+        if ( i % 3 ) continue;
+        EXPECT_EQ( Ref<KIT_OBJ>( kitVectorUnshift( &vector ) ), items.front().header() ) << i;
+        items.pop_front();
+    }
+    EXPECT_EQ( kitVectorLength( vector ), int64_t( items.size() ) );
 }
 
 TEST_F( Kit, VectorsGiveTheirFrontInConstantTime )

@@ -1,5 +1,4 @@
 #include "operations.h"
-#include "reference.h"
 #include "support.h"
 
 #include <cfloat>

@@ -5,6 +5,7 @@
 // on input that is the same everywhere.
 
 #include "handles.h"
+#include "reference.h"
 
 #include <samplerate.h>
 
@@ -19,6 +20,18 @@
 namespace operations {
 
 using test::Packet, test::Samples;
+
+/// The library's conversion of bytes, little-endian ones for word 0; it writes nothing behind them.
+inline std::vector<uint8_t> converted( uint64_t dest, uint64_t source, const std::vector<uint8_t> &bytes )
+{
+    const reference::Encoding to{ dest }, from{ source };
+    const int64_t samples = int64_t( bytes.size() ) / from.slot();
+    std::vector<uint8_t> made( size_t( samples * to.slot() ) + 64, 0xA7 );
+    pcm___Convert( made.data(), dest, reference::inMemory( source, bytes ).data(), source, samples );
+    if ( std::count( made.end() - 64, made.end(), 0xA7 ) != 64 ) std::abort();
+    made.resize( made.size() - 64 );
+    return reference::inMemory( dest, made );
+}
 
 namespace kernels {
 
@@ -287,6 +300,20 @@ struct Model {
         return taken;
     }
 };
+
+/// The functions that queue, filter and rate converter have in common.
+template <class Handle> struct Calls {
+    void ( *write )( Handle, PCM_PACKET * );
+    PCM_PACKET *( *read )( Handle );
+    PCM_PACKET *( *gather )( Handle, int64_t );
+    void ( *into[2] )( Handle, PCM_SAMPLE *, int64_t ); // replacing and adding
+};
+inline constexpr Calls<PCM_PACKET_QUEUE **> ofQueues = { pcmPacketQueueWrite, pcmPacketQueueRead,
+    pcmPacketQueueGather, { pcmPacketQueueGatherSamples, pcmPacketQueueGatherSamplesAdd } };
+inline constexpr Calls<PCM_FILTER **> ofFilters = { pcmFilterWrite, pcmFilterRead, pcmFilterGather,
+    { pcmFilterGatherSamples, pcmFilterGatherSamplesAdd } };
+inline constexpr Calls<PCM_SRC *> ofConverters = { pcmSrcWrite, pcmSrcRead, pcmSrcGather,
+    { pcmSrcGatherSamples, pcmSrcGatherSamplesAdd } };
 
 // clang-format off
 #define SET( cutOff, rate, sum, decibel, half ) \

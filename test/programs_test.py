@@ -1,10 +1,11 @@
 #!/usr/bin/env python3
 """Runs tones, mix and response, programs in the folder BIN; what they write is decoded by sox and measured here."""
-import cmath, math, os, random, re, struct, subprocess, tempfile, unittest, xml.etree.ElementTree
+import cmath, math, os, re, struct, subprocess, unittest, xml.etree.ElementTree
 from fractions import Fraction
 from pathlib import Path
 
-BIN = os.path.abspath(os.environ.get("BIN", "build/release/bin"))
+from host import Test, floats, sox
+
 # Dial, busy and ring-back tone: frequencies in hertz; seconds of sound and pause.
 COUNTRIES = """australia 425*25; 425 .375 .375; 425*25 .4 .2 .4 2 | belgium 425; 425 .5 .5; 425 1 3
     brazil 425; 425 .25 .25; 425 1 4 | canada 350+440; 480+620 .5 .5; 440+480 2 4 | china 450; 450 .35 .35; 450 1 4
@@ -41,13 +42,8 @@ ERRORS = """tones dial atlantis out.wav | unknown country "atlantis"; known are 
     response --taps taps --script taps | is the file of taps itself & response --taps /dev/zero | /dev/zero"""
 
 
-def sox(*arguments):
-    return subprocess.run(["sox", "-D", "-V1", *map(str, arguments)], check=True, stdout=subprocess.PIPE).stdout
-
-
 def decoded(name):
-    data = sox(name, "-t", "f32", "-L", "-")
-    return struct.unpack(f"<{len(data) // 4}f", data)
+    return floats(sox(name, "-t", "f32", "-L", "-"))
 
 
 def encode(name, values, channels=1, rate=8000, form=("-b", 16)):
@@ -81,21 +77,7 @@ def modelTone(text, seconds, rate):
     return values[:frame(seconds, rate)]
 
 
-class Programs(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        os.chdir(folder.name)
-        self.random = random.Random(5)
-
-    def run_(self, program, *arguments, **more):
-        return subprocess.run([f"{BIN}/{program}", *map(str, arguments)], capture_output=True, text=True, **more)
-
-    def ok(self, *line):
-        done = self.run_(*line)
-        self.assertEqual((done.returncode, done.stderr), (0, ""), line)
-        return done.stdout
-
+class Programs(Test):
     def near(self, got, wanted, worst):
         self.assertEqual(len(got), len(wanted))
         self.assertLess(max((abs(a - b) for a, b in zip(got, wanted)), default=0), worst)
@@ -171,12 +153,7 @@ class Programs(unittest.TestCase):
         self.near(decoded("out.wav"), [1, -1, .2], 1e-4)
         Path("long.au").write_bytes(struct.pack(">6I", 0x2E736E64, 24, 0xFFFFFFFF, 3, 48000, 4))
         os.truncate("long.au", 100 << 20)
-        line = [f"{BIN}/mix", "/dev/null", "long.au", "loud.wav,at=400", "--quality", "hold"]
-        child = subprocess.Popen(line, stdout=subprocess.PIPE)
-        child.stdout.read(), child.stdout.close()
-        _, child.returncode, used = os.wait4(child.pid, 0)
-        sanitized = b"__asan_init" in Path(line[0]).read_bytes()
-        self.assertTrue(child.returncode == 0 and (sanitized or used.ru_maxrss < 48 << 10), used)
+        self.frugal(48, "mix", "/dev/null", "long.au", "loud.wav,at=400", "--quality", "hold")
 
     def test_response(self):
         for cutoff, rate, level, total in LOWPASS:
@@ -223,13 +200,7 @@ class Programs(unittest.TestCase):
         os.truncate("vast", 1 << 40)
         for name, to in ("soft.wav", "in.wav"), ("full.wav", "/dev/full"), ("full.svg", "/dev/full"):
             os.symlink(to, name)
-        before = sorted((name, os.lstat(name).st_size) for name in os.listdir())
-        for command, message in (case.split(" | ") for case in re.split("[&\n]", ERRORS)):
-            with self.subTest(command=command):
-                done = self.run_(*command.split(), env={"PATH": "/no" if "needs" in message else os.environ["PATH"]})
-                self.assertEqual((done.returncode, done.stdout), (1, ""))
-                self.assertRegex(done.stderr, f"^{command.split()[0]}: [^\n]*{message.strip()}")
-                self.assertEqual(sorted((name, os.lstat(name).st_size) for name in os.listdir()), before)
+        self.refusals(ERRORS)
         for program in "tones", "mix", "response":
             self.assertRegex(self.ok(program, "--version"), rf"^{program} \d+\.\d+\.\d+\n$")
             self.assertRegex(self.ok(program, "--help"), rf"(?s)Usage: {program} .*\n  {program} ")

@@ -44,6 +44,15 @@ struct Encoding {
     int64_t place( int64_t i ) const { return offset() + ( big() && base != none ? width() - 1 - i : i ); }
 };
 
+/// Every layout by its only word.
+inline std::vector<uint64_t> layouts()
+{
+    std::vector<uint64_t> words;
+    for ( uint64_t word = 0; word < 1 << 19; ++word )
+        if ( Encoding{ word }.normalized() == word ) words.push_back( word );
+    return words;
+}
+
 /// G.711 by walking up through the intervals of a law: on a 16-bit scale, for a code's low seven bits before they are
 /// inverted, the value and the lowest magnitude that gets the code.
 struct Law {

@@ -92,12 +92,16 @@ TEST( Tone, TakesFrequencies )
 }
 
 // Of periods far below a frame, however many have gone by, the phase stays. The child ends by SIGALRM if a call
-// doesn't end.
+// doesn't.
 TEST( Tone, EveryCallEnds )
 {
-    Tone tiny = pcmToneCreate( 0.0007 );
-    Packet before = pcmToneGather( tiny, 10 ), next = pcmToneGather( tiny, 1 );
-    EXPECT_NEAR( test::samples( next )[0], std::sin( 6.283185307179586 * ( 10 / 0.0007 - 14285 ) ), 1e-6 );
+    auto eleventh = []( double period ) {
+        Tone tone = pcmToneCreate( period );
+        Packet before = pcmToneGather( tone, 10 ), next = pcmToneGather( tone, 1 );
+        return test::samples( next )[0];
+    };
+    EXPECT_NEAR( eleventh( 0.0007 ), std::sin( 6.283185307179586 * ( 10 / 0.0007 - 14285 ) ), 1e-6 );
+    EXPECT_EQ( eleventh( 0x1p-10 ), float( std::sin( 6.283185307179586 ) ) ); // a whole period stays one
     auto endless = [] {
         for ( double period : { 5e-324, 1e-300, 0x1p-63, 1e-17, 1e-9, 1e-5, 1e300, HUGE_VAL } )
             for ( int64_t samples : { 1, 2, 100000 } ) {

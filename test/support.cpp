@@ -1,7 +1,9 @@
 #include "support.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
+#include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -10,12 +12,33 @@
 
 // A refused allocation goes back to the caller, as it does without sanitizers.
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
+extern "C" const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
 extern "C" const char *__lsan_default_options() { return "allocator_may_return_null=1"; }
 
-// Stands before the library's own: one line that a death test can match whole. Weak: fuzz targets have another.
-extern "C" __attribute__( ( weak ) ) void kit___Abort(
-    const char *context, const char *file, int64_t line, const char *condition )
+static const std::string *awaited;
+static std::jmp_buf broken;
+static bool tracking;
+static const volatile void *taken[1000];
+
+static void noteMalloc( const volatile void *block, size_t )
 {
+    if ( tracking ) *std::find( taken, std::end( taken ), nullptr ) = block;
+}
+
+static void noteFree( const volatile void *block )
+{
+    if ( tracking && block ) std::replace( taken, std::end( taken ), block, (const volatile void *)nullptr );
+}
+
+// Of the address sanitizer, whose search for leaks must not find what broken calls have left.
+extern "C" __attribute__( ( weak ) ) int __sanitizer_install_malloc_and_free_hooks(
+    decltype( noteMalloc ) *, decltype( noteFree ) * );
+
+// Stands before the library's own: one line that a death test can match whole.
+extern "C" void kit___Abort( const char *context, const char *file, int64_t line, const char *condition )
+{
+    tracking = false;
+    if ( awaited && condition && *awaited == condition ) std::longjmp( broken, 1 );
     std::fprintf( stderr, "%s|%s|%s|%lld\n", context ? context : "", file, condition ? condition : "(null)",
         static_cast<long long>( line ) );
     std::abort();
@@ -45,6 +68,23 @@ void expectPacket( const Packet &pkt, int64_t channels, const Samples &wanted, i
     EXPECT_EQ( bits( samples( pkt ), moved ), bits( wanted, moved ) );
     EXPECT_EQ( kit___ObjDbgAllocationSize( pkt.header() ), int64_t( wanted.size() ) * 4 );
     EXPECT_EQ( pkt.count(), count );
+}
+
+void mustBreak( const std::string &condition, const std::function<void()> &call )
+{
+    static const bool hooked = __sanitizer_install_malloc_and_free_hooks &&
+                               __sanitizer_install_malloc_and_free_hooks( noteMalloc, noteFree );
+    const int64_t before = kit___ObjDbgLiveObjects();
+    awaited = &condition;
+    tracking = hooked;
+    if ( !setjmp( broken ) ) {
+        call();
+        tracking = false;
+        ADD_FAILURE() << "not broken: " << condition;
+    }
+    awaited = nullptr;
+    for ( auto &block : taken ) std::free( const_cast<void *>( std::exchange( block, nullptr ) ) );
+    NoLeaks::leftBehind += kit___ObjDbgLiveObjects() - before;
 }
 
 void together( int threads, const std::function<void( int )> &work )

@@ -1,26 +1,17 @@
 #!/usr/bin/env python3
-"""Runs transcode as a program; what it writes is read back by sox, or by the few lines below.
-
-transcode_test.py PROGRAM, or TRANSCODE=PROGRAM transcode_test.py
-"""
+"""Runs transcode as a program, in the folder BIN; what it writes is read back by sox, or by the few lines below."""
 import math
 import os
-import random
 import re
 import resource
 import signal
 import struct
 import subprocess
-import sys
-import tempfile
 import time
 import unittest
 from fractions import Fraction
 
-
-def read(name):
-    with open(name, "rb") as file:
-        return file.read()
+from host import BIN, Test, floats, read, sox
 
 
 def write(name, data=b"", length=None):
@@ -29,8 +20,6 @@ def write(name, data=b"", length=None):
         file.truncate(length)
 
 
-PROGRAM = os.path.abspath(os.environ.get("TRANSCODE") or sys.argv.pop(1))
-SANITIZED = any(name in read(PROGRAM) for name in (b"__asan_init", b"__tsan_init"))
 # Encoding: its name for sox, bytes a sample.
 ENCODINGS = {"int8": ("signed", 1), "uint8": ("unsigned", 1), "int16": ("signed", 2), "int24": ("signed", 3),
              "int32": ("signed", 4), "float32": ("floating-point", 4), "alaw": ("a-law", 1), "mulaw": ("mu-law", 1)}
@@ -39,6 +28,29 @@ CONTAINERS = {"wav": ("int8", "<", b"data", 0), "au": ("uint8", ">", None, 0), "
               "w64": ("int8", "<", b"data", 24), "rf64": ("int8", "<", b"data", 0), "caf": ("uint8", ">", b"data", 4)}
 FLAGS = "PCM_ENCODING_"
 RAW = ["--raw", "--input-encoding"]
+ERRORS = """none.wav out.wav | cannot open none.wav: No such file & . out.wav | not a regular file
+    text out.wav | not audio & /dev/zero out.wav | not a regular file & empty out.wav | not audio
+    odd.raw out.wav | not audio & in.wav in.wav | is the input itself & in.wav soft.wav | is the input itself
+    soft.wav hard.wav | is the input itself & in.wav noname | cannot tell the container
+    in.wav a.mov | cannot tell the container & in.wav no/a.wav | No such file
+    in.wav ./ --container wav | Is a directory & in.wav /dev/full | No space left on device & out.wav | required
+    in.wav full.wav | No space left on device & in.wav out.wav --frob | --frob
+    in.wav out.wav --encoding opus | unknown encoding "opus" & in.wav out.wav --encoding=| | unknown encoding
+    in.wav out.wav --encoding INT_16|PCM_ENCODING_PINK | unknown encoding
+    in.wav out.wav --encoding INT_16|PCM_ENCODING_UNSIGNED | cannot hold
+    in.wav out.wav --encoding INT_24|PCM_ENCODING_PACK_32 | cannot hold
+    in.wav out.wav --quality good | unknown quality & in.wav out.wav --rate 2048001 | ratio
+    in.wav out.wav --rate 31 | ratio & in.wav out.wav --rate 0 | --rate & in.wav out.wav --rate -1 | --rate
+    in.wav out.wav --rate 99999999999999999999 | --rate & in.wav out.wav --rate 8e | --rate
+    many.wav out.wav --rate 9000 | 200 channels & in.wav out.wav --level nan | level
+    in.wav out.wav --level 201 | --level & in.wav out.wav --seconds-at 2 | FROM:TO
+    in.wav out.wav --seconds-at .5:.4 | ends before it begins & in.wav out.wav --seconds-at 1.1: | behind the end
+    in.wav out.wav --seconds-at=-1: | no time & in.wav out.wav --seconds-at :1e300 | no time
+    in.wav out.wav --seconds-at nan: | no time & in.wav out.wav --channels 2 | requires --raw
+    in.wav out.wav --container mov | unknown container & odd.raw out.wav --raw --rate 8000 | --input-encoding
+    odd.raw out.wav --raw --input-encoding int8 | rate & odd.raw out.wav --channels 0 RAW int8 | --channels
+    odd.raw out.wav RAW int16 | no whole number of frames & odd.raw out.wav RAW pink | unknown encoding "pink"
+    long.raw out.wav RAW int8 --encoding uint8 | too long"""
 
 
 def payload(name, size, order=None):
@@ -58,33 +70,13 @@ def payload(name, size, order=None):
     return data[at:at + size]
 
 
-def sox(*arguments):
-    return subprocess.run(["sox", "-D", "-V1", *map(str, arguments)], check=True, stdout=subprocess.PIPE).stdout
-
-
-def floats(data):
-    return struct.unpack(f"<{len(data) // 4}f", data)
-
-
 def soxRaw(encoding, order="<", channels=1, rate=8000):
     kind, width = ENCODINGS[encoding]
     return ["-t", "raw", "-e", kind, "-b", 8 * width, "-L" if order == "<" else "-B", "-c", channels, "-r", rate]
 
 
-class Transcode(unittest.TestCase):
-    def setUp(self):
-        folder = tempfile.TemporaryDirectory()
-        self.addCleanup(folder.cleanup)
-        os.chdir(folder.name)
-        self.random = random.Random(4)
-
-    def run_(self, *arguments, **more):
-        return subprocess.run([PROGRAM, *map(str, arguments)], capture_output=True, **more)
-
-    def ok(self, *arguments):
-        done = self.run_(*arguments)
-        self.assertEqual((done.returncode, done.stderr), (0, b""), arguments)
-        return done.stdout.decode()
+class Transcode(Test):
+    program = ("transcode",)
 
     def bytes_(self, *arguments):
         """What comes out headerless."""
@@ -128,7 +120,7 @@ class Transcode(unittest.TestCase):
             self.assertGreater(softer, 30)
         self.assertAlmostEqual(heights[106][1] / heights[156][1], 156 / 106 * 229 / 265, delta=.05)
         before = read("in.wav")
-        for plot, message in ("in.wav", b"is the input"), ("out.wav", b"itself"), ("none/p.svg", b"none/p.svg"):
+        for plot, message in ("in.wav", "is the input"), ("out.wav", "itself"), ("none/p.svg", "none/p.svg"):
             done = self.run_("in.wav", "out.wav", "--plot", plot)
             self.assertEqual((done.returncode, read("in.wav")), (1, before))
             self.assertIn(message, done.stderr)
@@ -145,7 +137,7 @@ class Transcode(unittest.TestCase):
                     if encoding == not_held:
                         done = self.run_(*arguments)
                         self.assertEqual((done.returncode, os.path.exists(out)), (1, False))
-                        self.assertIn(f"container {container} cannot hold {encoding}".encode(), done.stderr)
+                        self.assertIn(f"container {container} cannot hold {encoding}", done.stderr)
                         continue
                     self.assertIn("out  128 frames, 0.012 s, 11025 Hz, 2 channels, " + encoding, self.ok(*arguments))
                     write("payload", payload(out, 256 * width))
@@ -266,51 +258,13 @@ class Transcode(unittest.TestCase):
         os.symlink("in.wav", "soft.wav")
         os.link("in.wav", "hard.wav")
         os.symlink("/dev/full", "full.wav")
-        raw = "--raw --rate 8000 --input-encoding "
-        cases = [("none.wav", "cannot open none.wav: No such file"), (".", "not a regular file"),
-                 ("text", "not audio"), ("empty", "not audio"), ("odd.raw", "not audio"),
-                 ("/dev/zero", "not a regular file"), ("odd.raw " + raw + "int16", "no whole number of frames"),
-                 ("in.wav --frob", "--frob"), ("in.wav --encoding opus", 'unknown encoding "opus"'),
-                 ("in.wav --encoding |", "unknown encoding"),
-                 (f"in.wav --encoding {FLAGS}INT_16|{FLAGS}PINK", "unknown encoding"),
-                 (f"in.wav --encoding {FLAGS}INT_16|{FLAGS}UNSIGNED", "cannot hold"),
-                 (f"in.wav --encoding {FLAGS}INT_24|{FLAGS}PACK_32", "cannot hold"),
-                 ("odd.raw " + raw + "pink", 'unknown encoding "pink"'),
-                 ("in.wav --quality good", "unknown quality"), ("in.wav --rate 2048001", "ratio"),
-                 ("in.wav --rate 31", "ratio"), ("in.wav --rate 0", "--rate"), ("in.wav --rate -1", "--rate"),
-                 ("in.wav --rate 99999999999999999999", "--rate"), ("in.wav --rate 8e", "--rate"),
-                 ("many.wav --rate 9000", "200 channels"), ("in.wav --level nan", "level"),
-                 ("in.wav --level 201", "--level"), ("in.wav --seconds-at 2", "FROM:TO"),
-                 ("in.wav --seconds-at .5:.4", "ends before it begins"),
-                 ("in.wav --seconds-at 1.1:", "behind the end"), ("in.wav --seconds-at=-1:", "no time"),
-                 ("in.wav --seconds-at :1e300", "no time"), ("in.wav --seconds-at nan:", "no time"),
-                 ("in.wav --channels 2", "requires --raw"), ("odd.raw --raw --rate 8000", "--input-encoding"),
-                 ("odd.raw --raw --input-encoding int8", "rate"),
-                 ("odd.raw --channels 0 " + raw + "int8", "--channels"),
-                 ("in.wav --container mov", "unknown container"),
-                 ("long.raw " + raw + "int8 --encoding uint8", "too long"),
-                 ("in.wav > in.wav", "is the input itself"), ("in.wav > soft.wav", "is the input itself"),
-                 ("soft.wav > hard.wav", "is the input itself"), ("in.wav > noname", "cannot tell the container"),
-                 ("in.wav > a.mov", "cannot tell the container"), ("in.wav > no/a.wav", "No such file"),
-                 ("in.wav > ./ --container wav", "Is a directory"),
-                 ("in.wav > /dev/full", "No space left on device"),
-                 ("in.wav > full.wav", "No space left on device"), ("> out.wav", "required")]
         write("out.wav", b"precious")
         os.chmod("out.wav", 0o640)
-        before = sorted((n, os.path.getsize(n)) for n in os.listdir() if n != "full.wav")
-        for line, message in cases:
-            with self.subTest(line=line):
-                into, _, out = line.partition(">")
-                into, out = into.split(), out.split() or ["out.wav"]
-                done = self.run_(*into[:1], *out, *into[1:])
-                self.assertEqual((done.returncode, done.stdout), (1, b""))
-                self.assertRegex(done.stderr, b"^transcode: [^\n]*" + message.encode().replace(b"|", b"[|]"))
-                after = sorted((n, os.path.getsize(n)) for n in os.listdir() if n != "full.wav")
-                self.assertEqual((after, read("out.wav")), (before, b"precious"))
+        self.refusals(ERRORS.replace("RAW", "--raw --rate 8000 --input-encoding").replace("INT_", FLAGS + "INT_"))
         limit = (resource.RLIMIT_FSIZE, (4096, 4096))
         done = self.run_("in.wav", "out.wav", preexec_fn=lambda: resource.setrlimit(*limit))
         self.assertEqual((done.returncode, read("out.wav")), (1, b"precious"))
-        self.assertIn(b"cannot write out.wav: File too large", done.stderr)
+        self.assertIn("cannot write out.wav: File too large", done.stderr)
         self.ok("in.wav", "out.wav")
         self.assertEqual(os.stat("out.wav").st_mode & 0o777, 0o640)
         self.same(sox("out.wav", "-t", "raw", "-"), sox("in.wav", "-t", "raw", "-"))
@@ -323,23 +277,15 @@ class Transcode(unittest.TestCase):
     def test_long_stream(self):
         size = 400 << 20
         write("long.raw", length=size)
-        line = [PROGRAM, "long.raw", "/dev/null", *RAW, "int16", "--channels", "4", "--input-rate", "48000", "--rate",
-                "24000", "--quality", "hold", "--progress"]
-        child = subprocess.Popen(line, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-        out, err = child.stdout.read(), child.stderr.read()
-        _, status, used = os.wait4(child.pid, 0)
-        child.returncode = os.waitstatus_to_exitcode(status)
-        child.stdout.close(), child.stderr.close()
-        self.assertEqual(child.returncode, 0)
-        self.assertIn(f"out  {size // 16} frames".encode(), out)
-        self.assertRegex(err, rb"^\r +0\.\d %  \d+:\d\d left  peak -200\.00 dB[^\n]*100\.0 %  0:00 left[^\n]*\n$")
-        if not SANITIZED:
-            self.assertLess(used.ru_maxrss, 64 << 10)
+        out, err = self.frugal(64, "transcode", "long.raw", "/dev/null", *RAW, "int16", "--channels", "4",
+                               "--input-rate", "48000", "--rate", "24000", "--quality", "hold", "--progress")
+        self.assertIn(f"out  {size // 16} frames", out)
+        self.assertRegex(err, r"^\r +0\.\d %  \d+:\d\d left  peak -200\.00 dB[^\n]*100\.0 %  0:00 left[^\n]*\n$")
 
     def test_interrupted(self):
         write("long.raw", length=1 << 36)
         for number in signal.SIGINT, signal.SIGTERM:
-            child = subprocess.Popen([PROGRAM, "long.raw", "out.w64", *RAW, "alaw", "--rate", "8000"])
+            child = subprocess.Popen([f"{BIN}/transcode", "long.raw", "out.w64", *RAW, "alaw", "--rate", "8000"])
             self.addCleanup(child.kill)
             while len(os.listdir()) < 2 and child.poll() is None:
                 time.sleep(0.01)

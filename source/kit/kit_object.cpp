@@ -61,9 +61,12 @@ KIT_STRING *kitObjToString( KIT_OBJ *obj )
 {
     KIT_SORT *sort = kitObjSort( obj );
     if ( sort->toString ) return sort->toString( obj );
-    char text[128];
-    std::snprintf( text, sizeof text, "%s %p", sort->name, static_cast<void *>( obj ) );
-    return kitStringCreateFromCstr( text, -1 );
+    size_t size = std::strlen( sort->name ) + 32; // with room for a space, an address and a NUL
+    auto *text = static_cast<char *>( kitMemAlloc( int64_t( size ) ) );
+    std::snprintf( text, size, "%s %p", sort->name, static_cast<void *>( obj ) );
+    KIT_STRING *string = kitStringCreateFromCstr( text, -1 );
+    kitMemFree( text );
+    return string;
 }
 
 KIT_OBJ *kit___ObjCreate( int64_t size, KIT_SORT *sort )

@@ -498,7 +498,7 @@ KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source, PCM_EN
     if ( length % sourceSampleSize || !samples ) return nullptr;
     KIT_CHECK( KIT_INT_MUL_OK( destSampleSize, samples ) );
     void *bytes = kitMemAlloc( destSampleSize * samples );
-    pcm___Convert( bytes, destEncoding, kitBufferBacking( source ), sourceEncoding, samples );
+    pcm___Convert( bytes, inBuffer( destEncoding ), kitBufferBacking( source ), inBuffer( sourceEncoding ), samples );
     return kitBufferCreateFromBytesUse( bytes, destSampleSize * samples );
 }
 
@@ -508,7 +508,7 @@ void pcm___Convert(
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( dest || samples == 0 );
     KIT_CHECK( source || samples == 0 );
-    Slot destSlot = slotOf( destEncoding ), sourceSlot = slotOf( sourceEncoding );
+    Slot destSlot = slotOf( inMemory( destEncoding ) ), sourceSlot = slotOf( inMemory( sourceEncoding ) );
     int64_t destSize = destSlot.width, sourceSize = sourceSlot.width;
     KIT_CHECK( KIT_INT_MUL_OK( destSize, samples ) );
     KIT_CHECK( KIT_INT_MUL_OK( sourceSize, samples ) );

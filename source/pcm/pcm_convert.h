@@ -21,7 +21,7 @@ KIT_C_BEGIN
 /**
  * A new buffer with the samples of @p source in another encoding.
  *
- * @param destEncoding the encoding of the result; 0: an array of PCM_SAMPLE
+ * @param destEncoding the encoding of the result; 0: PCM_SAMPLE values, in a buffer little endian on every host
  * @param source encoded samples, only read; the caller keeps its reference
  * @param sourceEncoding the encoding of @p source
  * @return a buffer that the caller owns; null if @p source is empty or does not hold whole slots
@@ -32,9 +32,9 @@ PCM_API KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source
  * Converts a run of samples in the caller's memory.
  *
  * @param dest receives @p samples slots of @p destEncoding, at any alignment; nothing beyond them is written
- * @param destEncoding any word; 0: @p dest is an array of PCM_SAMPLE
+ * @param destEncoding any word; 0: @p dest is an array of PCM_SAMPLE, in the host's byte order
  * @param source holds @p samples slots of @p sourceEncoding, at any alignment; nothing beyond them is read
- * @param sourceEncoding any word; 0: @p source is an array of PCM_SAMPLE
+ * @param sourceEncoding any word; 0: @p source is an array of PCM_SAMPLE, in the host's byte order
  * @param samples for frames, their number times the channels; with 0 both blocks may be null
  *
  * The blocks don't overlap.

@@ -3,6 +3,7 @@
 #include "pcm_convert.h"
 #include "pcm_module.h"
 #include "pcm_samples_stdc.h"
+#include "pcm_slot.h"
 
 #include "kit/kit_ref.h"
 
@@ -536,7 +537,7 @@ KIT_BUFFER *pcmPacketEncode( PCM_PACKET *pkt, PCM_ENCODING encoding )
     int64_t bytes = length * pkt->frames;
     if ( !bytes ) return kitBufferCreate();
     void *block = kitMemAlloc( bytes );
-    pcm___Convert( block, encoding, pkt->backing, 0, pkt->channels * pkt->frames );
+    pcm___Convert( block, pcm::inBuffer( encoding ), pkt->backing, 0, pkt->channels * pkt->frames );
     return kitBufferCreateFromBytesUse( block, bytes );
 }
 
@@ -550,7 +551,7 @@ PCM_PACKET *pcmPacketTryDecode( KIT_BUFFER *source, PCM_ENCODING encoding, int64
     PCM_SAMPLE *block = nullptr;
     if ( frames ) {
         block = static_cast<PCM_SAMPLE *>( kitMemAllocN( frames, pcmEncodingSizeofFrame( 0, channels ) ) );
-        pcm___Convert( block, 0, kitBufferBacking( source ), encoding, frames * channels );
+        pcm___Convert( block, 0, kitBufferBacking( source ), pcm::inBuffer( encoding ), frames * channels );
     }
     return pcmPacketCreateFromSamplesUse( block, channels, frames );
 }

@@ -39,6 +39,18 @@ constexpr Slot slotOf( PCM_ENCODING encoding )
 /// Whether a word normalises to 0, which stands for an array of `PCM_SAMPLE`.
 constexpr bool isSamples( PCM_ENCODING encoding ) { return !( encoding & allFlags ); }
 
+/// On big-endian hosts those samples have a word of their own: in memory they are the host's, but in a buffer, which
+/// may travel, little endian as on all hosts.
+constexpr bool isBigEndianHost = std::endian::native == std::endian::big;
+constexpr PCM_ENCODING inMemory( PCM_ENCODING encoding )
+{
+    return isBigEndianHost && isSamples( encoding ) ? PCM_ENCODING_FLOAT_32 | PCM_ENCODING_BIG_ENDIAN : encoding;
+}
+constexpr PCM_ENCODING inBuffer( PCM_ENCODING encoding )
+{
+    return isBigEndianHost && isSamples( encoding ) ? PCM_ENCODING_FLOAT_32 : encoding;
+}
+
 } // namespace pcm
 
 #endif

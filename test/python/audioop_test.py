@@ -1,6 +1,4 @@
 """pcm.audioop: by known answers, and against the former module where this Python still has it."""
-import contextlib
-import io
 import re
 import struct
 import sys
@@ -95,11 +93,3 @@ def test_a_different_code_is_the_next_one(law):
         given = struct.pack(f"={len(every)}{' bh'[width]}", *every)
         ours, theirs = (module.__dict__[f"lin2{law}"](given, width) for module in (audioop, former))
         assert all(abs(order.index(values[a]) - order.index(values[b])) <= 1 for a, b in zip(ours, theirs) if a != b)
-
-
-def test_example_of_the_page():
-    code, output = re.search(r"```python\n(.*?)```\n\nprints\n\n```text\n(.*?)```", DOC, re.S).groups()
-    printed = io.StringIO()
-    with contextlib.redirect_stdout(printed):
-        exec(code, {})
-    assert printed.getvalue() == output
