@@ -22,7 +22,7 @@ struct Options {
     std::string output, encoding = "int16", container, quality = "fast";
     std::vector<std::string> inputs;
     std::optional<int64_t> rate, channels;
-    int progress = -1;
+    std::optional<bool> progress;
 };
 
 static void declare( CLI::App &app, Options &options )
@@ -51,8 +51,7 @@ static void declare( CLI::App &app, Options &options )
     app.add_option( "--encoding", options.encoding, "encoding of the output, int16 by default" );
     app.add_option(
         "--quality", options.quality, "of changes of rate: best, medium, fast (the default), hold, linear" );
-    app.add_flag( "--progress{1},--no-progress{0}", options.progress,
-        "show the progress, or don't; by default it is shown on a terminal if the output is long" );
+    addProgress( app, options.progress, "output" );
 }
 
 // An input as the user tells it.
@@ -195,14 +194,17 @@ static void mix( const Options &options )
 
     AudioWriter writer( options.output, container, out );
     writer.needRoom( end * double( out.encoding.sizeofFrame( out.channels ) ) );
-    Progress progress( options.progress, end < 1e18 ? int64_t( end + 0.5 ) : -1, out.rate );
-    int64_t frames = packetFrames( out.rate, out.rate, out.channels ), done = 0;
+    int64_t done = 0;
     float peak = 0;
-    for ( pcm::Packet block; block = nextBlock( tracks, frames, out.channels ), block.frames(); ) {
-        stopIfInterrupted();
-        peak = highestOf( block, peak );
-        writer.write( block.encode( writer.format().encoding ) );
-        progress.update( done += block.frames(), peak );
+    {
+        Progress progress( options.progress, end < 1e18 ? int64_t( end + 0.5 ) : -1, out.rate );
+        int64_t frames = packetFrames( out.rate, out.rate, out.channels );
+        for ( pcm::Packet block; block = nextBlock( tracks, frames, out.channels ), block.frames(); ) {
+            stopIfInterrupted();
+            peak = highestOf( block, peak );
+            writer.write( block.encode( writer.format().encoding ) );
+            progress.update( done += block.frames(), peak );
+        }
     }
     writer.finish();
 

@@ -1,5 +1,7 @@
 #include "progress.h"
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <unistd.h>
 
@@ -7,9 +9,17 @@ namespace host {
 
 static constexpr int64_t longSeconds = 60;
 
-Progress::Progress( int wish, int64_t totalFrames, int64_t rate ) : total( totalFrames )
+void addProgress( CLI::App &app, std::optional<bool> &wish, const std::string &longWork )
 {
-    shown = wish == 1 || ( wish != 0 && isatty( STDERR_FILENO ) && total / rate >= longSeconds );
+    // By a function, since CLI11 gives an option that isn't there the value false.
+    app.add_flag_function(
+        "--progress,!--no-progress", [&]( int64_t shown ) { wish = shown > 0; },
+        "show the progress, or don't; by default it is shown on a terminal if the " + longWork + " is long" );
+}
+
+Progress::Progress( std::optional<bool> wish, int64_t totalFrames, int64_t rate )
+    : shown( wish.value_or( isatty( STDERR_FILENO ) && totalFrames / rate >= longSeconds ) ), total( totalFrames )
+{
 }
 
 Progress::~Progress()

@@ -4,15 +4,19 @@
 #include "host.h"
 
 #include <chrono>
+#include <optional>
 
 namespace host {
+
+/// The option for it. `longWork` is what may be long.
+void addProgress( CLI::App &app, std::optional<bool> &wish, const std::string &longWork );
 
 /// One line on the standard error that tells how far the work is, how long it will take and the peak so far.
 class Progress {
 public:
-    /// `wish`: 1 to show it, 0 not to; otherwise it is shown on a terminal if the work is long.
+    /// Without a wish it is shown on a terminal if the work is long.
     /// Unknown totals are negative.
-    Progress( int wish, int64_t totalFrames, int64_t rate );
+    Progress( std::optional<bool> wish, int64_t totalFrames, int64_t rate );
     Progress( const Progress & ) = delete;
     ~Progress();
 

@@ -14,6 +14,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <filesystem>
 #include <optional>
 
 using namespace host;
@@ -24,7 +25,7 @@ struct Options {
     int64_t channels = 1;
     double level = 0;
     bool raw = false;
-    int progress = -1;
+    std::optional<bool> progress;
 };
 
 static void declare( CLI::App &app, Options &options )
@@ -71,8 +72,7 @@ static void declare( CLI::App &app, Options &options )
         ->needs( raw )
         ->check( CLI::Range( int64_t( 1 ), mostChannels ) );
     app.add_option( "--plot", options.plot, "an SVG to draw: level and spectrum of input and output, side by side" );
-    app.add_flag( "--progress{1},--no-progress{0}", options.progress,
-        "show the progress, or don't; by default it is shown on a terminal if the input is long" );
+    addProgress( app, options.progress, "input" );
 }
 
 // The frames of the input from one on and up to another.
@@ -229,6 +229,8 @@ static void transcode( const Options &options )
 
     if ( sameFile( options.input, options.plot ) || ( !options.plot.empty() && options.plot == options.output ) )
         fail( "--plot: " + options.plot + " is the input or the output itself" );
+    if ( !options.plot.empty() && lower( std::filesystem::path( options.plot ).extension() ) != ".svg" )
+        fail( "--plot: " + options.plot + " is no .svg" );
     std::optional<Plot> plot;
     if ( !options.plot.empty() ) plot.emplace( options.plot, in.rate, out.rate );
 

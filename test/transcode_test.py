@@ -2,6 +2,7 @@
 """Runs transcode as a program, in the folder BIN; what it writes is read back by sox, or by the few lines below."""
 import math
 import os
+import pty
 import re
 import resource
 import signal
@@ -120,7 +121,8 @@ class Transcode(Test):
             self.assertGreater(softer, 30)
         self.assertAlmostEqual(heights[106][1] / heights[156][1], 156 / 106 * 229 / 265, delta=.05)
         before = read("in.wav")
-        for plot, message in ("in.wav", "is the input"), ("out.wav", "itself"), ("none/p.svg", "none/p.svg"):
+        for plot, message in (("in.wav", "is the input"), ("out.wav", "itself"), ("none/p.svg", "none/"),
+                              ("p.png", "no .svg")):
             done = self.run_("in.wav", "out.wav", "--plot", plot)
             self.assertEqual((done.returncode, read("in.wav")), (1, before))
             self.assertIn(message, done.stderr)
@@ -281,6 +283,18 @@ class Transcode(Test):
                                "--input-rate", "48000", "--rate", "24000", "--quality", "hold", "--progress")
         self.assertIn(f"out  {size // 16} frames", out)
         self.assertRegex(err, r"^\r +0\.\d %  \d+:\d\d left  peak -200\.00 dB[^\n]*100\.0 %  0:00 left[^\n]*\n$")
+
+    def test_progress_is_for_terminals(self):
+        write("long.raw", length=8000 * 61)
+        for option, shown in ([], True), (["--progress"], True), (["--no-progress"], False):
+            reader, terminal = pty.openpty()
+            with open(reader, "rb", buffering=0) as screen:
+                subprocess.run([f"{BIN}/transcode", "long.raw", "/dev/null", *RAW, "alaw", "--rate", "8000", *option],
+                               stdout=subprocess.DEVNULL, stderr=terminal, check=True)
+                os.write(terminal, b".")
+                os.close(terminal)
+                self.assertEqual(b"100.0 %" in screen.read(4096), shown)
+        self.assertNotIn("%", self.run_("long.raw", "/dev/null", *RAW, "alaw", "--rate", "8000").stderr)
 
     def test_interrupted(self):
         write("long.raw", length=1 << 36)

@@ -2,7 +2,7 @@
 #define KIT_BUFFER_H
 
 /** @file
- * Bytes as an object.
+ * Bytes as an object. They never change, so any number of threads may hold one.
  */
 
 #include "kit_object.h"

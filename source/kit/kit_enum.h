@@ -2,7 +2,8 @@
 #define KIT_ENUM_H
 
 /** @file
- * Names for single values.
+ * Names for single values. Null ends the process. One handle variable serves one thread at a time; reading
+ * is for any number of them.
  */
 
 #include "kit_string.h"

@@ -2,7 +2,8 @@
 #define KIT_FLAGSET_H
 
 /** @file
- * Names for the bits of a word.
+ * Names for the bits of a word. Null ends the process. One handle variable serves one thread at a time; reading
+ * is for any number of them.
  */
 
 #include "kit_string.h"

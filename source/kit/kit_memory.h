@@ -4,7 +4,7 @@
 /** @file
  * Memory at the exact size. An allocator returns a usable block or does not return: what cannot be served ends the
  * process, and a size whose product does not fit 64 bits ends it before anything is touched. Sizes are in bytes, 0 is
- * legal everywhere, and negative sizes end the process.
+ * legal everywhere, and negative sizes end the process. Any thread may allocate, and free what another one allocated.
  */
 
 #include "kit_api.h"

@@ -12,6 +12,9 @@
  *
  * Word 0 stands for an array of PCM_SAMPLE in memory. A word without a base that isn't 0 is a slot with a 32-bit
  * pattern, little endian whatever the byte order flags say.
+ *
+ * Words are plain numbers, and all functions may run on any number of threads. Null for a string ends the process,
+ * and a frame that has no channels or does not fit 64 bits.
  */
 
 #include "pcm_api.h"

@@ -3,7 +3,8 @@
 
 /** @file
  * The built-in low-pass filters, by cut-off frequency and the sample rate for which they are laid out, in hertz. A
- * set has no rate itself: at another rate the cut-off moves along.
+ * set has no rate itself: at another rate the cut-off moves along. A number that is no type, and null for a string,
+ * end the process. Any thread may call these functions.
  */
 
 #include "pcm_api.h"

@@ -6,10 +6,10 @@
 KIT_C_BEGIN
 
 /** @file
- * Scaling of samples by a level in dB or by a gain, which is a plain factor: any value, a negative one inverts. The
- * neutral 0 dB or gain 1 leaves the samples as they are. Nothing is clamped.
- * Levels beyond -200 and 200 dB count as these; one that is NaN or infinite ends the process,
- * a gain only if it is NaN. One handle variable and one block serve one thread at a time.
+ * Scaling of samples by a level in dB or by a gain, which is a plain factor: any value; a negative one inverts, and
+ * NaN and infinity go into the samples. The neutral 0 dB or gain 1 leaves the samples as they are. Nothing is
+ * clamped. Levels beyond -200 and 200 dB count as these; one that is NaN or infinite ends the process. One handle
+ * variable and one block serve one thread at a time.
  */
 
 /** A packet's samples, in place; a shared packet is copied first, also for a neutral level. */

@@ -2,7 +2,8 @@
 #define PCM_MODULE_H
 
 /** @file
- * The library as a whole: start-up, shut-down and what it tells of its build.
+ * The library as a whole: start-up, shut-down and what it tells of its build. A host starts it once, before all else,
+ * and shuts it down once, behind all else.
  */
 
 #include "pcm_api.h"

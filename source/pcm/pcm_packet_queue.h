@@ -8,7 +8,9 @@
  * references and copies no sample on writing; taking frames from the front of a packet leaves the packet untouched,
  * so its writer sees no change. A queue is copy-on-write like a packet, and a copy shares the packets.
  *
- * Asking for more than the queue holds ends the process: test pcmPacketQueueFrames or pcmPacketQueuePackets first.
+ * Asking for more than the queue holds ends the process: test pcmPacketQueueFrames or pcmPacketQueuePackets first. So
+ * do null, a negative count ("frames >= 0"), a missing block and a packet of another channel count. One handle
+ * variable serves one thread at a time; threads may hold references of their own to one queue.
  */
 
 #include "pcm_packet.h"

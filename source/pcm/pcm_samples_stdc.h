@@ -11,6 +11,9 @@
  * Each sum and product is rounded to a 32-bit float. The result is that of the ascending loop over single samples,
  * also where `dest` and `source` overlap (but for pcm___SamplesCopy). A scale is narrowed to a 32-bit float once.
  * Of two NaNs that meet, either may come out.
+ *
+ * A negative count, a missing block and a channel that is none of the block's end the process. The functions have no
+ * state and may run on any number of threads, on blocks that are theirs.
  */
 
 #include "pcm_api.h"

@@ -2,7 +2,8 @@
 #define PCM_SRC_TYPE_H
 
 /** @file
- * The kinds of sample rate conversion: those of libsamplerate.
+ * The kinds of sample rate conversion: those of libsamplerate. A number that is no type, and null for a string, end
+ * the process. Any thread may call these functions.
  */
 
 #include "pcm_api.h"

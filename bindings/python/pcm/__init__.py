@@ -15,7 +15,7 @@ from typing import Optional, Union
 import numpy as np
 import numpy.typing as npt
 
-from ._native import ContractError, Handle, bind, lib, native
+from ._native import ContractError as ContractError, Handle, bind, lib, native
 
 Samples = npt.NDArray[np.float32]
 Bytes = Union[bytes, bytearray, memoryview, npt.NDArray[np.generic]]

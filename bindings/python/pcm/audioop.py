@@ -139,7 +139,10 @@ def ratecv(fragment: Bytes, width: int, nchannels: int, inrate: int, outrate: in
     if inrate <= 0 or outrate <= 0:
         raise error("sampling rate not > 0")
     inrate, outrate = inrate // math.gcd(inrate, outrate), outrate // math.gcd(inrate, outrate)
-    ahead, ends = state or (-outrate, ((0, 0),) * nchannels)
+    weightA, weightB = weightA // math.gcd(weightA, weightB), weightB // math.gcd(weightA, weightB)
+    if state is not None and not isinstance(state, tuple):
+        raise TypeError("state must be a tuple or None")
+    ahead, ends = (-outrate, ((0, 0),) * nchannels) if state is None else state
     if len(ends) != nchannels:
         raise error("illegal state argument")
     # Row 0 and 1 are the two frames before the fragment; all on the scale of 32 bits.
