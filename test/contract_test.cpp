@@ -1,6 +1,6 @@
 #include "support.h"
 
-#include <pcm/pcm_samples_stdc.h>
+#include <pcm/pcm.hpp>
 #include <samplerate.h>
 
 #include <cmath>
@@ -418,6 +418,28 @@ TEST( Contract, TooLittleMemoryEndsTheProcess )
     }
 }
 
+// The second pass gets the rest of the input, and the rest of the first block with a new estimate for that input.
+TEST( RateConverter, SizesItsSecondPass )
+{
+    int passes = 0;
+    fake_src_process = [&]( SRC_STATE *, SRC_DATA *data ) {
+        EXPECT_EQ( data->input_frames, passes ? 3 : 5 );
+        EXPECT_EQ( data->output_frames, passes ? 9 + 6 : 10 );
+        data->input_frames_used = passes ? 3 : 2;
+        data->output_frames_gen = passes++ ? 15 : 1;
+        std::fill_n( data->data_out, 2 * data->output_frames_gen, float( passes ) );
+        return 0;
+    };
+    pcm::Src src = *pcm::Src::tryCreate( pcm::SrcType::zeroOrderHold, 2, 1, 2 );
+    src.write( pcm::Packet( std::vector<float>( 10 ), 2 ) );
+    fake_src_process = nullptr;
+    EXPECT_EQ( passes, 2 );
+    std::vector<float> wanted( 32, 2.0f );
+    wanted[0] = wanted[1] = 1;
+    const pcm::Packet made = src.read();
+    EXPECT_EQ( std::vector<float>( made.samples().begin(), made.samples().end() ), wanted );
+}
+
 TEST( Contract, AFlagNameThatIsThereEndsTheStartUp )
 {
     for ( std::string flag : { "G711_ALAW", "G711_MULAW", "INT_8", "INT_16", "INT_24", "INT_32", "FLOAT_32",
@@ -426,6 +448,7 @@ TEST( Contract, AFlagNameThatIsThereEndsTheStartUp )
         flag = "PCM_ENCODING_" + flag;
         auto start = [=] {
             fake_kitFlagsetHasFlagCstr = [=]( auto, const char *name, auto ) { return name == flag; };
+            kitModuleShutdown( pcmModule() );
             kitModuleStartup( pcmModule() );
         };
         std::string text = "!kitFlagsetHasFlagCstr( *(&pcm___EncodingFlagset), \"" + flag + "\", -1 )";

@@ -81,6 +81,26 @@ TEST( Convert, EveryLayoutAndLengthOnEveryPath )
         }
 }
 
+// A slot that is not wider than that of the source, and without spare bytes.
+TEST( Convert, InPlace )
+{
+    test::Random random( 33 );
+    const auto words = reference::layouts();
+    for ( uint64_t dest : words )
+        for ( int i = 0; i < 8; ++i ) {
+            const uint64_t source = i ? random.oneOf( words ) : 0;
+            const Encoding to{ dest }, from{ source };
+            if ( to.slot() != to.width() || to.slot() > from.slot() ) continue;
+            const int64_t samples = random.upTo( 700 );
+            const Bytes given = randomBytes( random, samples * from.slot() );
+            Bytes block = reference::inMemory( source, given );
+            pcm___Convert( block.data(), dest, block.data(), source, samples );
+            block.resize( size_t( samples * to.slot() ) );
+            ASSERT_EQ( reference::inMemory( dest, block ), reference::convert( dest, source, given ) )
+                << std::hex << source << " to " << dest;
+        }
+}
+
 TEST( Convert, CodesAndFloatsOfTheDenseForms )
 {
     test::Random random( 32 );

@@ -1,6 +1,6 @@
 #include "support.h"
 
-#include "kit/kit_check.h"
+#include "kit/kit_check.hh"
 
 #include <algorithm>
 #include <bitset>

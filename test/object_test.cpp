@@ -1,5 +1,7 @@
 #include "support.h"
 
+#include <pcm/pcm.hpp>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -191,6 +193,24 @@ TEST( Module, StartsAndStopsAgainAndAgain )
     EXPECT_EQ( pcmEncodingFromString( test::string( "PCM_ENCODING_INT_16" ) ), 0x8u );
     EXPECT_EQ( pcmFilterTypeFromString( test::string( "PCM_FILTER_TYPE_LOWPASS_12000_AT_48000" ) ), 6 );
     EXPECT_EQ( pcmSrcTypeFromString( test::string( "PCM_SRC_TYPE_LINEAR" ) ), 4 );
+}
+
+TEST( Module, StartsAreCounted )
+{
+    test::NoLeaks noLeaks;
+    const pcm::Coefficients before( pcm::FilterType::lowpass4000At16000 );
+    {
+        pcm::Module outer;
+        pcm::Module inner;
+        kitModuleStartup( pcmModule() );
+        kitModuleShutdown( pcmModule() );
+    }
+    EXPECT_EQ( pcm::Coefficients( pcm::FilterType::lowpass4000At16000 ), before );
+    EXPECT_EQ( pcm::noise::gather( 10 ).frames(), 10 );
+    EXPECT_EXIT( ( kitModuleShutdown( pcmModule() ), (void)pcm::noise::gather( 10 ) ),
+        testing::KilledBySignal( SIGABRT ), "pcm_noise\\|pcm::moduleIsStarted\\(\\)" );
+    EXPECT_EXIT( ( kitModuleShutdown( pcmModule() ), kitModuleShutdown( pcmModule() ) ),
+        testing::KilledBySignal( SIGABRT ), "pcm_module\\|starts > 0" );
 }
 
 TEST( AllocationSize, NotesAnyProduct )

@@ -1,8 +1,22 @@
 #include "support.h"
 
+#include <malloc.h>
 #include <numeric>
 
 using test::expectPacket, test::NoLeaks, test::Packet, test::Samples;
+
+// Of 1 MiB, one frame is left.
+TEST( Packet, DeletingFreesMemory )
+{
+    for ( bool inner : { true, false } ) {
+        Packet pkt = test::packet( 1 << 18, 1 );
+        if ( inner )
+            pcmPacketDelInner( &pkt, 1, ( 1 << 18 ) - 1 );
+        else
+            pcmPacketDelOuter( &pkt, 1000, 1 );
+        EXPECT_LT( malloc_usable_size( const_cast<float *>( pcmPacketBacking( pkt ) ) ), 1000u );
+    }
+}
 
 // 2^61 - 1 channels are the most that can be sized; nothing is allocated for them without frames.
 TEST( Packet, CreatorsTakeWhatIsLegal )

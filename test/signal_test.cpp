@@ -84,7 +84,7 @@ TEST( Tone, WavesAreThoseOfTheModel )
 
 TEST( Tone, TakesFrequencies )
 {
-    const int64_t frequencies[][2] = { { 8000, 440 }, { 1, 1000 }, { INT64_MAX, 1 } };
+    const int64_t frequencies[][2] = { { 8000, 440 }, { 1, 1000 }, { INT64_MAX, 1 }, { 16777217, 4194304 } };
     for ( auto &[rate, hertz] : frequencies ) {
         Wave wave{ double( rate ) / double( hertz ) };
         expectPacket( pcmToneGather( Tone( pcmToneTryCreateWithFrequency( rate, hertz ) ), 50 ), 1, wave.next( 50 ) );

@@ -101,6 +101,31 @@ TEST( RateConverter, GivesTheBitsOfDirectCalls )
         }
 }
 
+TEST( RateConverter, ResetAlsoResetsTheConverterWhenAllOutputIsTaken )
+{
+    for ( int64_t type = 0; type < 5; ++type ) {
+        Ref<PCM_SRC> src = pcmSrcTryCreate( type, 3, 2, 1 );
+        Samples out[2];
+        for ( Samples &made : out ) {
+            pcmSrcWrite( src, test::packet( 200, 1 ) );
+            made = test::samples( Packet( pcmSrcRead( src ) ) );
+            pcmSrcReset( src );
+        }
+        EXPECT_EQ( out[0], out[1] ) << types[type];
+    }
+}
+
+TEST( RateConverter, ChannelCountHasMoreThan16Bits )
+{
+    const int64_t channels = ( 1 << 16 ) + 1;
+    Ref<PCM_SRC> src = pcmSrcTryCreate( PCM_SRC_TYPE_ZERO_ORDER_HOLD, 1, 1, channels );
+    int error;
+    Direct state( src_new( SRC_ZERO_ORDER_HOLD, int( channels ), &error ), src_delete );
+    Packet pkt = test::packet( 3, channels );
+    pcmSrcWrite( src, pkt );
+    EXPECT_EQ( test::samples( Packet( pcmSrcRead( src ) ) ), direct( state, test::samples( pkt ), channels, 1 ) );
+}
+
 TEST( RateConverter, IsNullWhereItsLibraryRefuses )
 {
     struct {
@@ -110,6 +135,8 @@ TEST( RateConverter, IsNullWhereItsLibraryRefuses )
     } rows[] = {
         { PCM_SRC_TYPE_LINEAR, 257, 1, 1, 0, false },
         { PCM_SRC_TYPE_LINEAR, 1, 257, 1, 0, false },
+        { PCM_SRC_TYPE_LINEAR, 16777217, 65536, 1, 0, false }, // as a float, the rate would be 16777216
+        { PCM_SRC_TYPE_LINEAR, 16777216, 65536, 1, 1, true },
         { PCM_SRC_TYPE_ZERO_ORDER_HOLD, INT64_MAX, INT64_MAX, 129, 1, true },
         { PCM_SRC_TYPE_SINC_FASTEST, 8000, 8000, 128, 1, true },
         { PCM_SRC_TYPE_SINC_FASTEST, 8000, 8000, 129, 1, false },

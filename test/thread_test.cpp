@@ -113,6 +113,27 @@ TEST( ThreadLast, HolderChangesInPlace )
     EXPECT_GT( inPlace, 0 );
 }
 
+// The object must be freed exactly once.
+TEST( ThreadLast, TwoOwnersReleaseAtTheSameTime )
+{
+    constexpr int rounds = 200000;
+    NoLeaks noLeaks;
+    PCM_TONE *tone = nullptr;
+    std::atomic<int> arrived = 0;
+    together( 2, [&]( int i ) {
+        for ( int round = 0; round < rounds; ++round ) {
+            if ( i == 0 ) tone = pcmToneRetain( pcmToneCreate( 4 ) );
+            ++arrived;
+            for ( int spins = 0; arrived < 4 * round + 2; ++spins )
+                if ( spins > 1000 ) std::this_thread::yield();
+            pcmToneRelease( tone );
+            ++arrived;
+            for ( int spins = 0; arrived < 4 * round + 4; ++spins )
+                if ( spins > 1000 ) std::this_thread::yield();
+        }
+    } );
+}
+
 // The generator's results do not repeat before all are through.
 TEST( ThreadRandom, NumbersDiffer )
 {

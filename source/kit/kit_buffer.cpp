@@ -1,7 +1,7 @@
 #include "kit_buffer.h"
 
 #include "kit_memory.h"
-#include "kit_ref.h"
+#include "kit_ref.hh"
 
 struct KIT_BUFFER {
     KIT_OBJ header;

@@ -1,6 +1,6 @@
 #include "kit_enum.h"
 
-#include "kit_names.h"
+#include "kit_names.hh"
 
 struct KIT_ENUM {
     KIT_OBJ header;

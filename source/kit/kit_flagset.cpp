@@ -1,6 +1,6 @@
 #include "kit_flagset.h"
 
-#include "kit_names.h"
+#include "kit_names.hh"
 
 #include <algorithm>
 
@@ -12,7 +12,7 @@ struct KIT_FLAGSET {
 static KIT_SORT kit___sort_KIT_FLAGSET = { KIT_STATIC_HEADER( KIT_KIND_SORT ), nullptr, "KIT_FLAGSET",
     kit::destroyNamed<KIT_FLAGSET>, nullptr, nullptr };
 
-static constexpr char separator[] = " | ", nothing[] = "0";
+static constexpr char separator[] = " | ", noFlags[] = "0";
 
 static bool isBlank( char c ) { return c == ' ' || ( c >= '\t' && c <= '\r' ); }
 
@@ -51,7 +51,7 @@ uint64_t kitFlagsetParse( const KIT_FLAGSET *set, const KIT_STRING *string )
 KIT_STRING *kitFlagsetGenerate( const KIT_FLAGSET *set, uint64_t word )
 {
     KIT_CHECK( set );
-    int64_t length = sizeof nothing;
+    int64_t length = sizeof noFlags;
     for ( const kit::Name &name : set->names ) length += int64_t( sizeof separator ) + kitStringLength( name.text );
     char *text = static_cast<char *>( kitMemAlloc( length ) ), *end = text;
     auto write = [&end]( const char *part, int64_t size ) { end = std::copy_n( part, size, end ); };
@@ -60,7 +60,7 @@ KIT_STRING *kitFlagsetGenerate( const KIT_FLAGSET *set, uint64_t word )
         if ( end != text ) write( separator, sizeof separator - 1 );
         write( kitStringBacking( name.text ), kitStringLength( name.text ) );
     }
-    if ( end == text ) write( nothing, sizeof nothing - 1 );
+    if ( end == text ) write( noFlags, sizeof noFlags - 1 );
     KIT_STRING *string = kitStringCreateFromCstr( text, end - text );
     kitMemFree( text );
     return string;

@@ -1,6 +1,6 @@
 #include "kit_memory.h"
 
-#include "kit_check.h"
+#include "kit_check.hh"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,6 @@
 #include "kit_module.h"
 
-#include "kit_check.h"
+#include "kit_check.hh"
 
 void kitModuleStartup( KIT_MODULE *module )
 {

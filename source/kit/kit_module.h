@@ -23,8 +23,8 @@ typedef struct KIT_MODULE_RECORD {
     const char *noticeLine;         /**< of rights */
     const char *moduleName;         /**< for programs */
     const char *moduleTitle;        /**< for people */
-    const char *moduleVersion;      /**< "major.minor.patch" */
-    const char *moduleDependencies; /**< what it was built with, or empty */
+    const char *moduleVersion;      /**< of the module within the product, such as "0.0" */
+    const char *moduleDependencies; /**< name of the module that this one requires, such as "kit" */
     const char *moduleTrailer;      /**< anything else, or empty */
 } KIT_MODULE_RECORD;
 
@@ -37,10 +37,15 @@ struct KIT_MODULE {
     void ( *shutdown )( void );      /**< drops what startup made */
 };
 
-/** Runs the start-up function that the module names. Call it once before the module's other functions. */
+/**
+ * Calls the start-up function of the module. Call this before any other function of the module.
+ *
+ * The modules of this product count their starts: only the first one has an effect, and each needs one
+ * kitModuleShutdown.
+ */
 KIT_API void kitModuleStartup( KIT_MODULE *module );
 
-/** Runs the shut-down function; afterwards the module can be started again. */
+/** Calls the shut-down function of the module, once for each start. Then the module can be started again. */
 KIT_API void kitModuleShutdown( KIT_MODULE *module );
 
 KIT_C_END

@@ -48,7 +48,22 @@ struct KIT_SORT {
     KIT_STRING *( *toString )( KIT_OBJ *obj );      /**< null: the sort's name and the object's address */
 };
 
-/** The handle type of an object type and its eight standard functions; KIT_OBJECT_DEFINE defines them. */
+/**
+ * Declares the handle type of an object type and its eight standard functions. KIT_OBJECT_DEFINE defines them.
+ *
+ * For `PCM_OBJECT_DECLARE( PCM_PACKET, pcmPacket )`, the names are:
+ *
+ * | Function            | Purpose                                                            |
+ * |---------------------|--------------------------------------------------------------------|
+ * | `pcmPacketSort`     | returns the sort record of the type                                |
+ * | `pcmPacketObj`      | converts a handle to an untyped handle; null gives null            |
+ * | `pcmPacketFrom`     | converts an untyped handle of this type back; null gives null      |
+ * | `pcmPacketRetain`   | adds a reference and returns the handle                            |
+ * | `pcmPacketRelease`  | drops a reference; the last one frees the object                   |
+ * | `pcmPacketCompare`  | orders two objects: negative, 0 or positive                        |
+ * | `pcmPacketEquals`   | returns 1 if kitObjCompare gives 0 for two handles, which may be null |
+ * | `pcmPacketToString` | returns a text for a log, which the caller owns                    |
+ */
 #define KIT_OBJECT_DECLARE( API, TYPE, prefix )            \
     typedef struct TYPE TYPE;                              \
     API KIT_SORT *prefix##Sort( void );                    \

@@ -1,6 +1,6 @@
 #include "kit_random.h"
 
-#include "kit_check.h"
+#include "kit_check.hh"
 
 #include <atomic>
 

@@ -1,7 +1,7 @@
 #include "kit_string.h"
 
 #include "kit_memory.h"
-#include "kit_ref.h"
+#include "kit_ref.hh"
 
 #include <algorithm>
 #include <cstring>

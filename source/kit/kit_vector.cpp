@@ -1,7 +1,7 @@
 #include "kit_vector.h"
 
 #include "kit_memory.h"
-#include "kit_ref.h"
+#include "kit_ref.hh"
 
 // A ring whose capacity is 0 or a power of two: nothing moves but when it grows.
 struct KIT_VECTOR {

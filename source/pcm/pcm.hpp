@@ -26,7 +26,13 @@
 
 namespace pcm {
 
-/** Starts the library, and shuts it down at the end of the scope, when no other object of the library is left. */
+/**
+ * Starts the library and shuts it down at the end of the scope.
+ *
+ * Starts are counted, so objects of this class may be nested, and may be combined with kitModuleStartup: the first
+ * one creates the tables of the library and the last one to end frees them. Objects of the library may outlive it,
+ * but they may only be released. Create and destroy Modules while no other thread uses the library.
+ */
 class Module {
 public:
     Module() { kitModuleStartup( pcmModule() ); }
@@ -81,7 +87,7 @@ public:
     /** Without an object. */
     Handle() = default;
     /** Takes over the reference of a C handle. */
-    Handle( Adopt, T *owned ) : handle( owned ) { known( owned ); }
+    Handle( Adopt, T *owned ) : handle( owned ) { assumeNotNull( owned ); }
     /** One more reference. */
     Handle( const Handle &other ) : handle( other.handle ? retain( other.handle ) : nullptr ) {}
     /** Takes the reference over from @p other. */
@@ -126,8 +132,8 @@ public:
     friend std::ostream &operator<<( std::ostream &out, const Handle &a ) { return out << to_string( a ); }
 
 protected:
-    /** What a function gave is not null. Knowing it, the compiler leaves out the test at the end. */
-    static void known( [[maybe_unused]] T *handle )
+    /** A function returned this handle, so it is not null. The compiler can then omit the null test on release. */
+    static void assumeNotNull( [[maybe_unused]] T *handle )
     {
         assert( handle );
 #if defined( __GNUC__ )
@@ -139,14 +145,14 @@ protected:
     T *handle = nullptr;
 };
 
-inline KIT_STRING *retainString( KIT_STRING *string )
+template <class T> T *retainObject( T *object )
 {
-    return reinterpret_cast<KIT_STRING *>( kitObjRetain( reinterpret_cast<KIT_OBJ *>( string ) ) );
+    return reinterpret_cast<T *>( kitObjRetain( reinterpret_cast<KIT_OBJ *>( object ) ) );
 }
-inline void releaseString( KIT_STRING *string ) { kitObjRelease( reinterpret_cast<KIT_OBJ *>( string ) ); }
+template <class T> void releaseObject( T *object ) { kitObjRelease( reinterpret_cast<KIT_OBJ *>( object ) ); }
 
 /** A text of the library. */
-class String : public Handle<KIT_STRING, retainString, releaseString> {
+class String : public Handle<KIT_STRING, retainObject<KIT_STRING>, releaseObject<KIT_STRING>> {
 public:
     using Handle::Handle;
     explicit String( std::string_view text )
@@ -162,14 +168,8 @@ public:
     [[nodiscard]] std::string str() const { return std::string( view() ); }
 };
 
-inline KIT_BUFFER *retainBuffer( KIT_BUFFER *buffer )
-{
-    return reinterpret_cast<KIT_BUFFER *>( kitObjRetain( reinterpret_cast<KIT_OBJ *>( buffer ) ) );
-}
-inline void releaseBuffer( KIT_BUFFER *buffer ) { kitObjRelease( reinterpret_cast<KIT_OBJ *>( buffer ) ); }
-
 /** Encoded bytes. They never change. */
-class Buffer : public Handle<KIT_BUFFER, retainBuffer, releaseBuffer> {
+class Buffer : public Handle<KIT_BUFFER, retainObject<KIT_BUFFER>, releaseObject<KIT_BUFFER>> {
 public:
     using Handle::Handle;
     explicit Buffer( std::span<const std::byte> bytes )
@@ -454,9 +454,6 @@ public:
     void reduceFrames( int64_t div ) { pcmFramesReduce( &handle, div ); }
     void adjustLevel( double decibel ) { pcmLevelAdjust( &handle, decibel ); }
     void adjustGain( double gain ) { pcmLevelAdjustLinearGain( &handle, gain ); }
-
-private:
-    static Packet own( PCM_PACKET *made ) { return Packet( adopt, made ); }
 };
 
 /** A stream of packets, first in, first out. */

@@ -2,7 +2,7 @@
 
 #include "pcm_samples_stdc.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 // Fills the channels of dest from `first` on with the mean of the lowest `count` channels of source.
 static void downmix( PCM_SAMPLE *dest, int64_t first, int64_t channels, const PCM_SAMPLE *source,

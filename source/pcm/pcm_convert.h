@@ -37,7 +37,8 @@ PCM_API KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source
  * @param sourceEncoding any word; 0: @p source is an array of PCM_SAMPLE, in the host's byte order
  * @param samples for frames, their number times the channels; with 0 both blocks may be null
  *
- * The blocks don't overlap.
+ * @p dest and @p source may be the same address if a destination slot is not wider than a source slot and has no
+ * spare bytes. Otherwise the blocks must not overlap.
  *
  * Ends the process unless "samples >= 0", the blocks are there, and the sizes in bytes fit 64 bits.
  */

@@ -1,6 +1,6 @@
 #include "pcm_decibel.h"
 
-#include "kit/kit_check.h"
+#include "kit/kit_check.hh"
 
 #include <cmath>
 

@@ -1,8 +1,8 @@
 #include "pcm_encoding.h"
 
-#include "pcm_slot.h"
+#include "pcm_slot.hh"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 #define FLAGS( X )                  \
     X( PCM_ENCODING_G711_ALAW )     \

@@ -1,11 +1,11 @@
 #include "pcm_filter.h"
 
-#include "pcm_lanes.h"
+#include "pcm_lanes.hh"
 #include "pcm_module.h"
 #include "pcm_packet_queue.h"
 #include "pcm_samples_stdc.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 #include <cstring>
 
@@ -46,10 +46,7 @@ static void allocateHistory( PCM_FILTER *filter )
 
 // NaN passes.
 static PCM_SAMPLE limited( PCM_SAMPLE sum ) { return -1.0f > sum ? -1.0f : 1.0f < sum ? 1.0f : sum; }
-static Samples limited( Samples sums )
-{
-    return pcm::greater( Samples{} - 1.0f, pcm::lesser( Samples{} + 1.0f, sums ) );
-}
+static Samples limited( Samples sums ) { return pcm::max( Samples{} - 1.0f, pcm::min( Samples{} + 1.0f, sums ) ); }
 
 // A run of samples of the signal: those of the packet, from 0 on, and before them those of the ring.
 static void copySignal(
@@ -65,15 +62,18 @@ static void copySignal(
     if ( samples > 0 ) std::memcpy( dest, source + from, size_t( samples ) * sizeof *dest );
 }
 
-// Takes a packet into the ring: of a long one, the last frames.
+// Stores a packet in the ring: of a packet longer than the ring, its last frames, in the slots that storing all
+// frames one by one would leave them in.
 static void keepHistory( PCM_FILTER *filter, const PCM_SAMPLE *source, int64_t frames )
 {
     int64_t slots = filter->coefficientsLength, channels = filter->channels, kept = kitIntMin( frames, slots );
-    int64_t first = kept < slots ? filter->historyPosition : 0, straight = kitIntMin( kept, slots - first );
+    int64_t first = filter->historyPosition + ( frames - kept );
+    if ( first >= slots ) first %= slots;
+    int64_t straight = kitIntMin( kept, slots - first ), wrapped = kept - straight;
     source += ( frames - kept ) * channels;
     pcm___SamplesCopy( filter->history + first * channels, source, straight * channels );
-    pcm___SamplesCopy( filter->history, source + straight * channels, ( kept - straight ) * channels );
-    filter->historyPosition = straight < kept ? kept - straight : first + kept < slots ? first + kept : 0;
+    pcm___SamplesCopy( filter->history, source + straight * channels, wrapped * channels );
+    filter->historyPosition = first + kept < slots ? first + kept : wrapped;
 }
 
 template <class Lane> static constexpr int64_t laneCount = sizeof( Lane ) / sizeof( PCM_SAMPLE );

@@ -13,7 +13,10 @@ KIT_C_BEGIN
 
 PCM_OBJECT_DECLARE( PCM_FILTER_COEFFICIENTS, pcmFilterCoefficients );
 
-/** The built-in set of a type, the same object at every call; the caller owns one reference. */
+/**
+ * Returns the built-in set of a type, the same object on every call. The caller owns one reference. Requires that the
+ * module has been started.
+ */
 PCM_API PCM_FILTER_COEFFICIENTS *pcmFilterCoefficientsCreate( int64_t type );
 
 /** A new set with a copy of the taps of another, owned by the caller. */

@@ -1,6 +1,6 @@
 #include "pcm_filter_type.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 #define TYPES( X )                             \
     X( PCM_FILTER_TYPE_LOWPASS_4000_AT_16000 ) \

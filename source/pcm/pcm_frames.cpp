@@ -2,7 +2,7 @@
 
 #include "pcm_samples_stdc.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 // Puts a new packet in place of the old one and gives its block, for the caller to fill. The old packet stays alive
 // as long as the caller holds it.

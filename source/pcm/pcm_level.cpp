@@ -3,7 +3,7 @@
 #include "pcm_decibel.h"
 #include "pcm_samples_stdc.h"
 
-#include "kit/kit_check.h"
+#include "kit/kit_check.hh"
 
 // The packet's own samples, and how many there are.
 struct Block {

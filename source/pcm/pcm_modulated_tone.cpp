@@ -1,46 +1,37 @@
 #include "pcm_modulated_tone.h"
 
+#include "pcm_generate.hh"
 #include "pcm_samples_stdc.h"
 
-#include "kit/kit_check.h"
-#include "kit/kit_loop.h"
+#include "kit/kit_check.hh"
 
-PCM_PACKET *pcmModulatedToneGather( PCM_TONE *toneA, PCM_TONE *toneB, int64_t samples )
+static void check( PCM_TONE *toneA, PCM_TONE *toneB, int64_t samples )
 {
     KIT_CHECK( toneA );
     KIT_CHECK( toneB );
     KIT_CHECK( samples >= 0 );
-    PCM_SAMPLE *block = nullptr;
-    if ( samples ) {
-        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
-        pcmModulatedToneGatherSamples( toneA, toneB, block, samples );
-    }
-    return pcmPacketCreateFromSamplesUse( block, 1, samples );
+}
+
+PCM_PACKET *pcmModulatedToneGather( PCM_TONE *toneA, PCM_TONE *toneB, int64_t samples )
+{
+    check( toneA, toneB, samples );
+    return pcm::generatePacket(
+        samples, [=]( PCM_SAMPLE *block, int64_t n ) { pcmModulatedToneGatherSamples( toneA, toneB, block, n ); } );
 }
 
 void pcmModulatedToneGatherSamples( PCM_TONE *toneA, PCM_TONE *toneB, PCM_SAMPLE *dest, int64_t samples )
 {
-    KIT_CHECK( toneA );
-    KIT_CHECK( toneB );
-    KIT_CHECK( samples >= 0 );
+    check( toneA, toneB, samples );
     KIT_CHECK( samples == 0 || dest );
     pcmToneGatherSamples( toneA, dest, samples );
-    PCM_SAMPLE block[128];
-    kit::forChunks( samples, 128, [&]( int64_t done, int64_t n ) {
-        pcmToneGatherSamples( toneB, block, n );
-        pcm___SamplesMul( dest + done, block, n );
-    } );
+    pcm::generateInto( dest, samples, pcm___SamplesMul,
+        [=]( PCM_SAMPLE *block, int64_t n ) { pcmToneGatherSamples( toneB, block, n ); } );
 }
 
 void pcmModulatedToneGatherSamplesAdd( PCM_TONE *toneA, PCM_TONE *toneB, PCM_SAMPLE *dest, int64_t samples )
 {
-    KIT_CHECK( toneA );
-    KIT_CHECK( toneB );
-    KIT_CHECK( samples >= 0 );
+    check( toneA, toneB, samples );
     KIT_CHECK( samples == 0 || dest );
-    PCM_SAMPLE block[128];
-    kit::forChunks( samples, 128, [&]( int64_t done, int64_t n ) {
-        pcmModulatedToneGatherSamples( toneA, toneB, block, n );
-        pcm___SamplesAdd( dest + done, block, n );
-    } );
+    pcm::generateInto( dest, samples, pcm___SamplesAdd,
+        [=]( PCM_SAMPLE *block, int64_t n ) { pcmModulatedToneGatherSamples( toneA, toneB, block, n ); } );
 }

@@ -3,8 +3,11 @@
 #include "pcm_encoding.h"
 #include "pcm_filter_coefficients.h"
 #include "pcm_filter_type.h"
+#include "pcm_module.hh"
 #include "pcm_noise.h"
 #include "pcm_src_type.h"
+
+#include "kit/kit_check.hh"
 
 #include <iterator>
 
@@ -55,14 +58,22 @@ static constexpr struct {
     { pcm___NoiseStartup, pcm___NoiseShutdown },
 };
 
+// Start-ups without a matching shut-down.
+static int64_t starts;
+
+bool pcm::moduleIsStarted() { return starts > 0; }
+
 static int32_t pcm___ModuleStartup( void )
 {
-    for ( auto &part : parts ) part.startup();
+    if ( starts++ == 0 )
+        for ( auto &part : parts ) part.startup();
     return 1;
 }
 
 static void pcm___ModuleShutdown( void )
 {
+    KIT_CHECK( starts > 0 );
+    if ( --starts > 0 ) return;
     for ( auto part = std::end( parts ); part != std::begin( parts ); ) ( --part )->shutdown();
 }
 

@@ -2,8 +2,11 @@
 #define PCM_MODULE_H
 
 /** @file
- * The library as a whole: start-up, shut-down and what it tells of its build. A host starts it once, before all else,
- * and shuts it down once, behind all else.
+ * The library as a module: start-up, shut-down, and the record of its version and build.
+ *
+ * Call `kitModuleStartup( pcmModule() )` before any other function. Starts are counted: a second start has no effect,
+ * and the tables of the library exist until each start has been matched by a `kitModuleShutdown( pcmModule() )`. A
+ * shut-down without a start ends the process ("starts > 0"). Both run while no other thread uses the library.
  */
 
 #include "pcm_api.h"
@@ -13,15 +16,15 @@ KIT_C_BEGIN
 /** The library as a `kit` module. */
 PCM_API extern KIT_MODULE pcm___module;
 
-/** What the library tells of itself and of its build. */
+/** The product, version and build of the library. */
 PCM_API extern const KIT_MODULE_RECORD pcm___module_record;
 
-/** One line with product, version, platform, build flavour and module, behind a marker that tools search for. */
+/** One line with product, version, platform, build flavour and module. It starts with a marker that tools search for.
+ */
 PCM_API extern const char *const pcm___module_version_string;
 
 /**
- * The address of `pcm___module`, the same at every call. A host begins with `kitModuleStartup( pcmModule() )` and
- * ends with `kitModuleShutdown( pcmModule() )`; between the two every function of the library may be called.
+ * Returns the address of `pcm___module`. May be called before start-up.
  */
 PCM_API KIT_MODULE *pcmModule( void );
 

@@ -1,19 +1,20 @@
 #include "pcm_noise.h"
 
+#include "pcm_generate.hh"
+#include "pcm_module.hh"
 #include "pcm_samples_stdc.h"
 
-#include "kit/kit_check.h"
+#include "kit/kit_check.hh"
 
 static constexpr int64_t tableLength = 8192;
 
 static PCM_SAMPLE *pcm___NoiseTable;
 
-using Kernel = void ( * )( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples );
-
-static void gather( PCM_SAMPLE *dest, int64_t samples, Kernel kernel )
+static void gather( PCM_SAMPLE *dest, int64_t samples, pcm::Kernel kernel )
 {
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( samples == 0 || dest );
+    KIT_CHECK( pcm::moduleIsStarted() );
     int64_t index = kitRandomNonNegativeIntRange( 0, tableLength );
     for ( int64_t done = 0, n; done < samples; done += n ) {
         n = kitIntMin( tableLength - index, samples - done );
@@ -25,12 +26,7 @@ static void gather( PCM_SAMPLE *dest, int64_t samples, Kernel kernel )
 PCM_PACKET *pcmNoiseGather( int64_t samples )
 {
     KIT_CHECK( samples >= 0 );
-    PCM_SAMPLE *block = nullptr;
-    if ( samples ) {
-        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
-        pcmNoiseGatherSamples( block, samples );
-    }
-    return pcmPacketCreateFromSamplesUse( block, 1, samples );
+    return pcm::generatePacket( samples, pcmNoiseGatherSamples );
 }
 
 void pcmNoiseGatherSamples( PCM_SAMPLE *dest, int64_t samples ) { gather( dest, samples, pcm___SamplesCopy ); }

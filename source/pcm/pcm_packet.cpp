@@ -3,9 +3,9 @@
 #include "pcm_convert.h"
 #include "pcm_module.h"
 #include "pcm_samples_stdc.h"
-#include "pcm_slot.h"
+#include "pcm_slot.hh"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 #include <cstring>
 
@@ -189,8 +189,8 @@ void pcmPacketSetFrames( PCM_PACKET **pkt, int64_t frames )
 
 // ---- Frame editing: the steps that all verbs are made of
 
-// Makes room for frames at idx; the caller writes all of them. A position behind the end goes through untouched to
-// the position test of the caller's write step, before any sample moves.
+// Makes room for frames at idx, which the caller must write. If idx is past the end, does nothing: the caller's write
+// step then fails the position check, with no sample moved.
 static void pcm___PacketOpenGap( PCM_PACKET **pkt, int64_t idx, int64_t frames )
 {
     KIT_CHECK( pkt );
@@ -250,10 +250,9 @@ void pcmPacketWriteOuter( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int
     if ( frames == source->frames ) return;
     kit::Hold self( *pkt == source ? source : nullptr );
     kit::makePrivate( pkt, pcmPacketCreateFrom );
-    int64_t behind = offset + frames;
+    int64_t end = offset + frames;
     pcm___SamplesCopy( at( *pkt, idx ), source->backing, offset * source->channels );
-    pcm___SamplesCopy(
-        at( *pkt, idx + offset ), at( source, behind ), ( source->frames - behind ) * source->channels );
+    pcm___SamplesCopy( at( *pkt, idx + offset ), at( source, end ), ( source->frames - end ) * source->channels );
 }
 
 void pcmPacketWriteZero( PCM_PACKET **pkt, int64_t idx, int64_t frames )
@@ -302,10 +301,10 @@ void pcmPacketDelInner( PCM_PACKET **pkt, int64_t idx, int64_t frames )
     KIT_CHECK( KIT_INT_ADD_OK( idx, frames ) );
     KIT_CHECK( idx + frames <= (*pkt)->frames );
     if ( !frames ) return;
-    int64_t oldFrames = ( *pkt )->frames, behind = idx + frames;
+    int64_t oldFrames = ( *pkt )->frames, end = idx + frames;
     if ( frames == oldFrames ) return pcmPacketClear( pkt );
     if ( !kit::isShared( *pkt ) ) {
-        pcm___SamplesMove( at( *pkt, idx ), at( *pkt, behind ), ( oldFrames - behind ) * ( *pkt )->channels );
+        pcm___SamplesMove( at( *pkt, idx ), at( *pkt, end ), ( oldFrames - end ) * ( *pkt )->channels );
         setFrames( *pkt, oldFrames - frames );
     } else {
         PCM_PACKET *fresh = create( ( *pkt )->channels );
@@ -537,7 +536,8 @@ KIT_BUFFER *pcmPacketEncode( PCM_PACKET *pkt, PCM_ENCODING encoding )
     int64_t bytes = length * pkt->frames;
     if ( !bytes ) return kitBufferCreate();
     void *block = kitMemAlloc( bytes );
-    pcm___Convert( block, pcm::inBuffer( encoding ), pkt->backing, 0, pkt->channels * pkt->frames );
+    pcm___Convert(
+        block, pcm::samplesIn( std::endian::little, encoding ), pkt->backing, 0, pkt->channels * pkt->frames );
     return kitBufferCreateFromBytesUse( block, bytes );
 }
 
@@ -551,7 +551,8 @@ PCM_PACKET *pcmPacketTryDecode( KIT_BUFFER *source, PCM_ENCODING encoding, int64
     PCM_SAMPLE *block = nullptr;
     if ( frames ) {
         block = static_cast<PCM_SAMPLE *>( kitMemAllocN( frames, pcmEncodingSizeofFrame( 0, channels ) ) );
-        pcm___Convert( block, 0, kitBufferBacking( source ), pcm::inBuffer( encoding ), frames * channels );
+        pcm___Convert( block, 0, kitBufferBacking( source ), pcm::samplesIn( std::endian::little, encoding ),
+            frames * channels );
     }
     return pcmPacketCreateFromSamplesUse( block, channels, frames );
 }

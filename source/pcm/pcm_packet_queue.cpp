@@ -3,7 +3,7 @@
 #include "pcm_module.h"
 #include "pcm_samples_stdc.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 struct PCM_PACKET_QUEUE {
     KIT_OBJ header;

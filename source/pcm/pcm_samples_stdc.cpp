@@ -1,8 +1,8 @@
 #include "pcm_samples_stdc.h"
 
-#include "pcm_lanes.h"
+#include "pcm_lanes.hh"
 
-#include "kit/kit_check.h"
+#include "kit/kit_check.hh"
 
 #include <cstring> // std::memcpy
 

@@ -3,7 +3,7 @@
 #include "pcm_module.h"
 #include "pcm_packet_queue.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 #include <samplerate.h>
 

@@ -29,7 +29,8 @@ PCM_OBJECT_DECLARE( PCM_SRC, pcmSrc );
  * @param readFrameRate the rate of what is read, in hertz, above 0
  * @param writeFrameRate the rate of what is written, in hertz, above 0
  * @param channels of all packets, above 0 and within 32 bits
- * @return null if libsamplerate refuses the ratio of the rates, or so many channels of this type
+ * @return null if libsamplerate does not support the ratio of the rates or the number of channels for this type, or
+ * if it runs out of memory
  */
 PCM_API PCM_SRC *pcmSrcTryCreate( int64_t type, int64_t readFrameRate, int64_t writeFrameRate, int64_t channels );
 

@@ -1,6 +1,6 @@
 #include "pcm_src_type.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 #include <samplerate.h>
 

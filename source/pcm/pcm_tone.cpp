@@ -1,15 +1,16 @@
 #include "pcm_tone.h"
 
+#include "pcm_generate.hh"
 #include "pcm_module.h"
 
-#include "kit/kit_ref.h"
+#include "kit/kit_ref.hh"
 
 #include <cmath>
 
 struct PCM_TONE {
     KIT_OBJ header;
     double period;
-    double position; // frames since the start of the cycle
+    double position; // in frames, from the start of a period
     double radiansPerFrame;
 };
 
@@ -24,8 +25,9 @@ static PCM_TONE *create( double period )
     return tone;
 }
 
-// Period by period, whose rounding is part of the wave. Of periods far below a frame that could take forever, up to
-// where a subtraction changes nothing; they go at once.
+// Subtracts one period at a time, because the rounding of each subtraction is part of the defined result. With a
+// period far below one frame this could take forever: subtracting it may not even change the position. Such periods
+// use fmod.
 static void wrap( PCM_TONE *tone )
 {
     constexpr double shortest = 0x1p-10;
@@ -65,12 +67,8 @@ PCM_PACKET *pcmToneGather( PCM_TONE *tone, int64_t samples )
 {
     KIT_CHECK( tone );
     KIT_CHECK( samples >= 0 );
-    PCM_SAMPLE *block = nullptr;
-    if ( samples ) {
-        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
-        pcmToneGatherSamples( tone, block, samples );
-    }
-    return pcmPacketCreateFromSamplesUse( block, 1, samples );
+    return pcm::generatePacket(
+        samples, [=]( PCM_SAMPLE *block, int64_t n ) { pcmToneGatherSamples( tone, block, n ); } );
 }
 
 void pcmToneGatherSamples( PCM_TONE *tone, PCM_SAMPLE *dest, int64_t samples )

@@ -1,10 +1,10 @@
-#ifndef KIT_NAMES_H
-#define KIT_NAMES_H
+#ifndef KIT_NAMES_HH
+#define KIT_NAMES_HH
 
 // C++ only: names with a value each, in the order in which they came. Flag sets and enumerations are made of it.
 
 #include "kit_memory.h"
-#include "kit_ref.h"
+#include "kit_ref.hh"
 #include "kit_string.h"
 
 #include <cstring>

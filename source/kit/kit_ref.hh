@@ -1,9 +1,9 @@
-#ifndef KIT_REF_H
-#define KIT_REF_H
+#ifndef KIT_REF_HH
+#define KIT_REF_HH
 
 // C++ only: references, copy-on-write and the standard functions of object types, for the libraries' own sources.
 
-#include "kit_check.h"
+#include "kit_check.hh"
 #include "kit_object.h"
 
 #include <atomic>
@@ -59,13 +59,13 @@ template <class T> void makePrivate( T **handle, T *( *copy )(T *))
 /// Holds a reference of its own to the end of the scope; null is fine.
 template <class T> class Hold {
 public:
-    explicit Hold( T *obj ) : held( retain( obj ) ) {}
-    ~Hold() { release( held ); }
+    explicit Hold( T *obj ) : object( retain( obj ) ) {}
+    ~Hold() { release( object ); }
     Hold( const Hold & ) = delete;
     Hold &operator=( const Hold & ) = delete;
 
 private:
-    T *held;
+    T *object;
 };
 
 template <class T> T *create( KIT_SORT *sort )
@@ -79,8 +79,12 @@ template <class T> T *create( KIT_SORT *sort )
 #define KIT_CHECK_SORT( library, TYPE ) \
     KIT_CHECK_IN( "stdfunc from", !obj || kitObjSort(obj)==&library##___sort_##TYPE )
 
-/// The sort record and the eight standard functions of an object type. A macro, because the checks are to name the
-/// file of the type, and because the functions have C names. The structure's first member is `KIT_OBJ header`.
+/// Defines the sort record and the eight standard functions of an object type, whose structure starts with
+/// `KIT_OBJ header`. For `KIT_OBJECT_DEFINE( pcm, PCM_PACKET, pcmPacket, pcm___PacketFreeFunc )` these are
+/// `pcm___sort_PCM_PACKET`, `pcmPacketSort`, `pcmPacketObj`, `pcmPacketFrom`, `pcmPacketRetain`, `pcmPacketRelease`,
+/// `pcmPacketCompare`, `pcmPacketEquals` and `pcmPacketToString`. KIT_OBJECT_DECLARE has a table of what they do.
+///
+/// This is a macro because the checks must report the source file of the type and because the functions have C names.
 #define KIT_OBJECT_DEFINE( library, TYPE, prefix, destroy )                                                       \
     static_assert( std::is_standard_layout_v<TYPE> && offsetof( TYPE, header ) == 0 );                            \
     KIT_SORT library##___sort_##TYPE = { KIT_STATIC_HEADER( KIT_KIND_SORT ), &library##___module, #TYPE, destroy, \

@@ -1,9 +1,10 @@
-#ifndef PCM_LANES_H
-#define PCM_LANES_H
+#ifndef PCM_LANES_HH
+#define PCM_LANES_HH
 
-// C++ only: many samples in one register, for the library's own sources. The compilers' vector types say most of it
-// on any processor. The few steps that they can't say well on x86 have their portable form beside the processor's
-// own, and both give the same bits.
+// Private to the library: vectors of samples.
+//
+// The compilers' vector types cover most operations on every processor. The few for which they produce poor x86 code
+// use intrinsics, next to a portable form. Both forms give the same bits.
 
 #include "pcm_api.h"
 
@@ -20,7 +21,7 @@
 
 namespace pcm {
 
-// As wide as the build's processor has them.
+// The vector size of the processor that the build targets.
 #if defined __AVX512BW__
 constexpr int laneBytes = 64;
 #elif defined __AVX2__
@@ -51,15 +52,15 @@ template <class T> inline T loadAs( const void *at )
 
 template <class T> inline void storeAs( void *at, T value ) { std::memcpy( at, &value, sizeof value ); }
 
-/// Calls `step` with each index, without a loop, so that what it makes stays in registers.
+/// Calls `step` with each index, without a loop, so that its results stay in registers.
 template <int count, class Step> inline void unrolled( Step step )
 {
     [&]<int... i>( std::integer_sequence<int, i...> ) { ( step( i ), ... ); }
     ( std::make_integer_sequence<int, count>{} );
 }
 
-/// `a < b ? a : b` in each lane: b where one of them is NaN.
-inline Samples lesser( Samples a, Samples b )
+/// `a < b ? a : b` in each lane: b if either is NaN.
+inline Samples min( Samples a, Samples b )
 {
 #if defined __AVX512BW__
     return _mm512_maskz_min_ps( 0xFFFF, a, b );
@@ -72,8 +73,8 @@ inline Samples lesser( Samples a, Samples b )
 #endif
 }
 
-/// `a > b ? a : b` in each lane.
-inline Samples greater( Samples a, Samples b )
+/// `a > b ? a : b` in each lane: b if either is NaN.
+inline Samples max( Samples a, Samples b )
 {
 #if defined __AVX512BW__
     return _mm512_maskz_max_ps( 0xFFFF, a, b );
@@ -86,7 +87,7 @@ inline Samples greater( Samples a, Samples b )
 #endif
 }
 
-/// Truncates towards zero. What is out of range gives the nearest integer, NaN the lowest.
+/// Truncates towards zero. Values out of range give the nearest integer, NaN gives the lowest.
 inline Ints truncated( Samples y )
 {
 #if defined __AVX512BW__
@@ -94,32 +95,39 @@ inline Ints truncated( Samples y )
 #elif defined __AVX2__
     return (Ints)_mm256_cvttps_epi32( y ) ^ ( y >= 0x1p31f );
 #elif defined __SSE2__
-    return (Ints)_mm_cvttps_epi32( y ) ^ ( y >= 0x1p31f ); // out of range it gives the lowest
+    return (Ints)_mm_cvttps_epi32( y ) ^ ( y >= 0x1p31f ); // the instruction gives the lowest integer if out of range
 #else
-    Samples in = lesser( greater( y, Samples{} - 0x1p31f ), Samples{} + 0x1.fffffep30f );
+    Samples in = min( max( y, Samples{} - 0x1p31f ), Samples{} + 0x1.fffffep30f );
     return __builtin_convertvector( in, Ints ) | ( ( y >= 0x1p31f ) & 0x7F );
 #endif
 }
 
-template <class Narrow, class Wide> inline Narrow lowParts( Wide a, Wide b )
+/// A vector whose element i is element `index( i )` of a and b, taken as one vector twice as long.
+template <auto index, class Lanes> inline Lanes shuffled( Lanes a, Lanes b )
 {
-    constexpr int last = std::endian::native == std::endian::big;
     return [=]<int... i>( std::integer_sequence<int, i...> )
     {
-        return (Narrow)__builtin_shufflevector( (Narrow)a, (Narrow)b, ( 2 * i + last )... );
+        return __builtin_shufflevector( a, b, index( i )... );
     }
-    ( std::make_integer_sequence<int, laneBytes / int( sizeof( Narrow{}[0] ) )>{} );
+    ( std::make_integer_sequence<int, laneBytes / int( sizeof( a[0] ) )>{} );
+}
+
+/// The low half of each element of a, then of b.
+template <class Narrow, class Wide> inline Narrow lowHalves( Wide a, Wide b )
+{
+    constexpr int low = std::endian::native == std::endian::big;
+    return shuffled<[]( int i ) { return 2 * i + low; }>( (Narrow)a, (Narrow)b );
 }
 
 template <class Signed> inline Signed clamped( Signed v, int low, int high )
 {
     using Element = std::remove_reference_t<decltype( v[0] )>;
-    Signed least = Signed{} + Element( low ), most = Signed{} + Element( high );
-    v = v < least ? least : v;
-    return v > most ? most : v;
+    Signed min = Signed{} + Element( low ), max = Signed{} + Element( high );
+    v = v < min ? min : v;
+    return v > max ? max : v;
 }
 
-/// Integers in halves of their width, those out of range as the nearest in range.
+/// Integers narrowed to half their width. Values out of range give the nearest integer in range.
 inline Vector<int16_t> narrowed( Ints a, Ints b )
 {
 #if defined __AVX512BW__
@@ -131,7 +139,7 @@ inline Vector<int16_t> narrowed( Ints a, Ints b )
 #elif defined __SSE2__
     return (Vector<int16_t>)_mm_packs_epi32( (__m128i)a, (__m128i)b );
 #else
-    return lowParts<Vector<int16_t>>( clamped( a, -32768, 32767 ), clamped( b, -32768, 32767 ) );
+    return lowHalves<Vector<int16_t>>( clamped( a, -32768, 32767 ), clamped( b, -32768, 32767 ) );
 #endif
 }
 
@@ -149,12 +157,12 @@ inline Vector<int8_t> narrowed( Ints a, Ints b, Ints c, Ints d )
     return (Vector<int8_t>)_mm_packs_epi16( (__m128i)narrowed( a, b ), (__m128i)narrowed( c, d ) );
 #else
     auto low = narrowed( a, b ), high = narrowed( c, d );
-    return lowParts<Vector<int8_t>>(
+    return lowHalves<Vector<int8_t>>(
         clamped<Vector<int16_t>>( low, -128, 127 ), clamped<Vector<int16_t>>( high, -128, 127 ) );
 #endif
 }
 
-/// As many numbers of one or two bytes as there are lanes, each in a word.
+/// Loads one unsigned number of one or two bytes for each lane.
 template <class Narrow> inline Words widened( const void *at )
 {
 #if defined __AVX512BW__
@@ -172,35 +180,26 @@ template <class Narrow> inline Words widened( const void *at )
 #endif
 }
 
-/// Turns the bytes of each element round.
+/// Reverses the bytes of each element.
 template <class Vector16> inline Vector16 swapped16( Vector16 v ) { return v << 8 | v >> 8; }
 
 inline Words swapped32( Words v )
 {
-    if constexpr ( laneBytes > 16 ) // a processor with such lanes shuffles bytes in one step
-        return [=]<int... i>( std::integer_sequence<int, i...> )
-        {
-            return (Words)__builtin_shufflevector( (Bytes)v, (Bytes)v, ( i ^ 3 )... );
-        }
-    ( std::make_integer_sequence<int, laneBytes>{} );
-    else return [=]<int... i>( std::integer_sequence<int, i...> )
-    {
-        Halves turned = swapped16( (Halves)v );
-        return (Words)__builtin_shufflevector( turned, turned, ( i ^ 1 )... );
+    if constexpr ( laneBytes > 16 ) { // these processors shuffle bytes in one step
+        return (Words)shuffled<[]( int i ) { return i ^ 3; }>( (Bytes)v, (Bytes)v );
+    } else {
+        Halves swapped = swapped16( (Halves)v );
+        return (Words)shuffled<[]( int i ) { return i ^ 1; }>( swapped, swapped );
     }
-    ( std::make_integer_sequence<int, laneBytes / 2>{} );
 }
 
-/// Every vector of a low or a high half of elements, each as the top of an element twice as wide.
-template <class Wide, bool highHalf, class Narrow> inline Wide tops( Narrow v )
+/// The lower or upper half of the elements, each as the high half of an element twice as wide.
+template <class Wide, bool upperHalf, class Narrow> inline Wide widenedHigh( Narrow v )
 {
-    constexpr int count = laneBytes / int( sizeof( v[0] ) ), from = highHalf ? count / 2 : 0;
-    constexpr int place = std::endian::native == std::endian::little; // of the top in the wide element
-    return [=]<int... i>( std::integer_sequence<int, i...> )
-    {
-        return (Wide)__builtin_shufflevector( v, Narrow{}, ( ( i % 2 == place ? 0 : count ) + from + i / 2 )... );
-    }
-    ( std::make_integer_sequence<int, count>{} );
+    constexpr int count = laneBytes / int( sizeof( v[0] ) ), first = upperHalf ? count / 2 : 0;
+    constexpr int high = std::endian::native == std::endian::little; // position of the high half in an element
+    // Any zero element would do for the low half. This choice makes the pattern that of an unpack instruction.
+    return (Wide)shuffled<[]( int i ) { return ( i % 2 == high ? 0 : count ) + first + i / 2; }>( v, Narrow{} );
 }
 
 } // namespace pcm

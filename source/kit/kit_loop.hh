@@ -1,5 +1,5 @@
-#ifndef KIT_LOOP_H
-#define KIT_LOOP_H
+#ifndef KIT_LOOP_HH
+#define KIT_LOOP_HH
 
 // C++ only: work through fixed blocks on the stack, for the libraries' own sources.
 

@@ -1,5 +1,5 @@
-#ifndef KIT_CHECK_H
-#define KIT_CHECK_H
+#ifndef KIT_CHECK_HH
+#define KIT_CHECK_HH
 
 // C++ only: the contract checks of the libraries' own sources.
 
