@@ -1,64 +1,227 @@
-// Encodings: ours, plain loops, and the limit of what SSE2 does under the same rules.
+// Conversions: the library, plain loops, and the fastest SSE2 code that follows the same rules.
 
-#include "bench.h"
+#include "jobs.h"
+#include "registry.h"
 
 #include <array>
-#include <cmath>
+#include <cstdlib>
+#include <cstring>
 #ifdef __SSE2__
     #include <emmintrin.h>
 #endif
 
-using Loop = void ( * )( void *dest, const void *source, int64_t samples );
+using Convert = void ( * )( void *dest, const void *source, int64_t samples );
 
-static void add( const char *name, PCM_ENCODING encoding, bool decodes, Loop naive, Loop limit )
+static void addImplementations( const Encoding &encoding, bool decoding, Convert naive, Convert limit )
 {
-    Conversion conversion{ name, encoding, decodes };
-    addConversion( conversion, "ours", [=]( int64_t ) {
-        PCM_ENCODING to = decodes ? 0 : encoding, from = decodes ? encoding : 0;
-        return [=]( void *dest, const void *source, int64_t n ) { pcm___Convert( dest, to, source, from, n ); };
-    } );
-    addConversion( conversion, "naive", [=]( int64_t ) { return naive; } );
-    if ( limit ) addConversion( conversion, "limit", [=]( int64_t ) { return limit; } );
-    addCopy( conversion.job(), 4 + pcmEncodingSizeofSample( encoding ) );
+    Conversion conversion{ encoding, decoding };
+    PCM_ENCODING to = conversion.to(), from = conversion.from();
+    addConversion( conversion, "ours",
+        [=]( void *dest, const void *source, int64_t n ) { pcm___Convert( dest, to, source, from, n ); } );
+    addConversion( conversion, "naive", naive );
+    if ( limit ) addConversion( conversion, "limit", limit );
+    addCopy( conversion.job(), 4 + pcmEncodingSizeofSample( encoding.word ) );
 }
 
-struct Form {
+// Integers
+
+/// Sizes and the offset of the sample in its slot are in bytes.
+struct IntLayout {
     int width, slot, offset;
-    bool isUnsigned, big;
+    bool isUnsigned, isBigEndian;
 };
 
-template <Form f> static void decodeNaive( void *dest, const void *source, int64_t samples )
+template <IntLayout layout> static void decodeNaive( void *dest, const void *source, int64_t samples )
 {
     auto *to = static_cast<float *>( dest );
-    auto *from = static_cast<const uint8_t *>( source ) + f.offset;
+    auto *from = static_cast<const uint8_t *>( source ) + layout.offset;
     for ( int64_t i = 0; i < samples; ++i ) {
         uint32_t bits = 0;
-        for ( int b = 0; b < f.width; ++b )
-            bits |= uint32_t{ from[i * f.slot + b] } << 8 * ( f.big ? 3 - b : 4 - f.width + b );
-        to[i] = f.isUnsigned ? float( bits ) * 0x1p-31f - 1.0f : float( int32_t( bits ) ) * 0x1p-31f;
+        for ( int b = 0; b < layout.width; ++b )
+            bits |= uint32_t{ from[i * layout.slot + b] }
+                    << 8 * ( layout.isBigEndian ? 3 - b : 4 - layout.width + b );
+        to[i] = layout.isUnsigned ? float( bits ) * 0x1p-31f - 1.0f : float( int32_t( bits ) ) * 0x1p-31f;
     }
 }
 
-template <Form f> static uint32_t encodeOne( float x )
+template <IntLayout layout> static uint32_t encodeSample( float x )
 {
     float y = x * 0x1p31f;
-    if ( !f.isUnsigned ) return !( y > -0x1p31f ) ? 1u << 31 : y >= 0x1p31f ? ~0u >> 1 : uint32_t( int32_t( y ) );
+    if ( !layout.isUnsigned )
+        return !( y > -0x1p31f ) ? 1u << 31 : y >= 0x1p31f ? ~0u >> 1 : uint32_t( int32_t( y ) );
     y += 0x1p31f;
     return !( y > 0.0f ) ? 0 : y >= 0x1p32f ? ~0u : uint32_t( y );
 }
 
-template <Form f> static void encodeNaive( void *dest, const void *source, int64_t samples )
+template <IntLayout layout> static void encodeNaive( void *dest, const void *source, int64_t samples )
 {
     auto *to = static_cast<uint8_t *>( dest );
     auto *from = static_cast<const float *>( source );
     for ( int64_t i = 0; i < samples; ++i ) {
-        uint32_t bits = encodeOne<f>( from[i] );
-        for ( int b = 0; b < f.slot; ++b ) {
-            int at = b - f.offset;
-            bool spare = at < 0 || at >= f.width;
-            to[i * f.slot + b] = spare ? 0 : uint8_t( bits >> 8 * ( f.big ? 3 - at : 4 - f.width + at ) );
+        uint32_t bits = encodeSample<layout>( from[i] );
+        for ( int b = 0; b < layout.slot; ++b ) {
+            int index = b - layout.offset;
+            bool isPadding = index < 0 || index >= layout.width;
+            int shift = 8 * ( layout.isBigEndian ? 3 - index : 4 - layout.width + index );
+            to[i * layout.slot + b] = isPadding ? 0 : uint8_t( bits >> shift );
         }
     }
+}
+
+#ifdef __SSE2__
+
+static __m128i load( const void *source ) { return _mm_loadu_si128( static_cast<const __m128i *>( source ) ); }
+
+static void store( void *dest, __m128i v ) { _mm_storeu_si128( static_cast<__m128i *>( dest ), v ); }
+
+static __m128i swap16( __m128i v ) { return _mm_or_si128( _mm_slli_epi16( v, 8 ), _mm_srli_epi16( v, 8 ) ); }
+
+static __m128i swap32( __m128i v ) { return swap16( _mm_shufflehi_epi16( _mm_shufflelo_epi16( v, 0xB1 ), 0xB1 ) ); }
+
+/// Expands four packed 24-bit samples to the most significant bytes of 32-bit words.
+template <IntLayout layout> static __m128i unpack24( __m128i v )
+{
+    __m128i a = _mm_unpacklo_epi32( v, _mm_srli_si128( v, 3 ) );
+    __m128i b = _mm_unpacklo_epi32( _mm_srli_si128( v, 6 ), _mm_srli_si128( v, 9 ) );
+    __m128i words = _mm_slli_epi32( _mm_unpacklo_epi64( a, b ), 8 );
+    if ( layout.isBigEndian ) words = _mm_slli_epi32( swap32( words ), 8 );
+    return layout.isUnsigned ? _mm_xor_si128( words, _mm_set1_epi32( INT32_MIN ) ) : words;
+}
+
+/// The inverse. The first six bytes of each half of the result are two packed samples.
+template <IntLayout layout> static __m128i pack24( __m128i words )
+{
+    const __m128i firstSample = _mm_set1_epi64x( 0xFFFFFF );
+    if ( layout.isUnsigned ) words = _mm_xor_si128( words, _mm_set1_epi32( INT32_MIN ) );
+    words = layout.isBigEndian ? swap32( words ) : _mm_srli_epi32( words, 8 );
+    return _mm_or_si128( _mm_and_si128( words, firstSample ), _mm_slli_epi64( _mm_srli_epi64( words, 32 ), 24 ) );
+}
+
+/// Converts a vector of slots between the encoding and native signed integers: swaps the bytes of big-endian slots
+/// and flips the sign bit of unsigned ones. The function is its own inverse.
+template <IntLayout layout> static __m128i swapAndFlipSign( __m128i v )
+{
+    if ( layout.isBigEndian && layout.slot == 2 ) v = swap16( v );
+    if ( layout.isBigEndian && layout.slot == 4 ) v = swap32( v );
+    if ( layout.isUnsigned && layout.slot == 1 ) v = _mm_xor_si128( v, _mm_set1_epi8( -128 ) );
+    if ( layout.isUnsigned && layout.slot == 2 ) v = _mm_xor_si128( v, _mm_set1_epi16( -32768 ) );
+    return v;
+}
+
+template <IntLayout layout> static __m128 decode4( __m128i v )
+{
+    __m128 scale = _mm_set1_ps( 0x1p-31f );
+    if ( !( layout.isUnsigned && layout.slot == 4 ) ) return _mm_mul_ps( _mm_cvtepi32_ps( v ), scale );
+    __m128 high = _mm_mul_ps( _mm_cvtepi32_ps( _mm_srli_epi32( v, 16 ) ), _mm_set1_ps( 0x1p16f ) );
+    __m128 low = _mm_cvtepi32_ps( _mm_and_si128( v, _mm_set1_epi32( 0xFFFF ) ) );
+    return _mm_sub_ps( _mm_mul_ps( _mm_add_ps( high, low ), scale ), _mm_set1_ps( 1.0f ) );
+}
+
+template <IntLayout layout> static __m128i encode4( const float *x )
+{
+    __m128 fullScale = _mm_set1_ps( 0x1p31f ), y = _mm_mul_ps( _mm_loadu_ps( x ), fullScale );
+    if ( layout.isUnsigned ) y = _mm_sub_ps( _mm_add_ps( y, fullScale ), fullScale );
+    __m128i v = _mm_xor_si128( _mm_cvttps_epi32( y ), _mm_castps_si128( _mm_cmpge_ps( y, fullScale ) ) );
+    return layout.isUnsigned && layout.slot == 4 ? _mm_xor_si128( v, _mm_set1_epi32( INT32_MIN ) ) : v;
+}
+
+template <IntLayout layout> static void decodeLimit( void *dest, const void *source, int64_t samples )
+{
+    auto *to = static_cast<float *>( dest );
+    auto *from = static_cast<const uint8_t *>( source );
+    const __m128i zero = _mm_setzero_si128();
+    int64_t i = 0;
+    if constexpr ( layout.slot == 3 )
+        for ( ; i + 6 <= samples; i += 4 ) // the load reads four bytes past the four samples
+            _mm_storeu_ps( to + i, decode4<layout>( unpack24<layout>( load( from + i * 3 ) ) ) );
+    else
+        for ( ; i + 16 <= samples; i += 16 ) {
+            auto loadSlots = [&]( int n ) {
+                return swapAndFlipSign<layout>( load( from + i * layout.slot + 16 * n ) );
+            };
+            __m128i words[4]; // the samples, each in the most significant bytes of a 32-bit word
+            if constexpr ( layout.slot == 4 ) {
+                for ( int r = 0; r < 4; ++r ) {
+                    words[r] = loadSlots( r );
+                    if ( layout.width == 3 )
+                        words[r] = layout.offset ? _mm_and_si128( words[r], _mm_set1_epi32( -256 ) )
+                                                 : _mm_slli_epi32( words[r], 8 );
+                }
+            } else {
+                __m128i low, high;
+                if constexpr ( layout.slot == 2 ) {
+                    low = loadSlots( 0 );
+                    high = loadSlots( 1 );
+                } else {
+                    __m128i bytes = loadSlots( 0 );
+                    low = _mm_unpacklo_epi8( zero, bytes );
+                    high = _mm_unpackhi_epi8( zero, bytes );
+                }
+                words[0] = _mm_unpacklo_epi16( zero, low );
+                words[1] = _mm_unpackhi_epi16( zero, low );
+                words[2] = _mm_unpacklo_epi16( zero, high );
+                words[3] = _mm_unpackhi_epi16( zero, high );
+            }
+            for ( int r = 0; r < 4; ++r ) _mm_storeu_ps( to + i + 4 * r, decode4<layout>( words[r] ) );
+        }
+    decodeNaive<layout>( to + i, from + i * layout.slot, samples - i );
+}
+
+template <IntLayout layout> static void encodeLimit( void *dest, const void *source, int64_t samples )
+{
+    auto *to = static_cast<uint8_t *>( dest );
+    auto *from = static_cast<const float *>( source );
+    int64_t i = 0;
+    if constexpr ( layout.slot == 3 )
+        for ( ; i + 5 <= samples; i += 4 ) { // the second store writes two bytes past the four samples
+            __m128d halves = _mm_castsi128_pd( pack24<layout>( encode4<layout>( from + i ) ) );
+            _mm_storel_pd( reinterpret_cast<double *>( to + i * 3 ), halves );
+            _mm_storeh_pd( reinterpret_cast<double *>( to + i * 3 + 6 ), halves );
+        }
+    else
+        for ( ; i + 16 <= samples; i += 16 ) {
+            auto storeSlots = [&]( int n, __m128i v ) {
+                store( to + i * layout.slot + 16 * n, swapAndFlipSign<layout>( v ) );
+            };
+            __m128i words[4]; // the samples, each in the most significant bytes of a 32-bit word
+            for ( int r = 0; r < 4; ++r ) words[r] = encode4<layout>( from + i + 4 * r );
+            if constexpr ( layout.slot == 4 ) {
+                for ( int r = 0; r < 4; ++r ) {
+                    if ( layout.width == 3 )
+                        words[r] = layout.offset ? _mm_and_si128( words[r], _mm_set1_epi32( -256 ) )
+                                                 : _mm_srli_epi32( words[r], 8 );
+                    storeSlots( r, words[r] );
+                }
+            } else {
+                for ( __m128i &word : words ) word = _mm_srai_epi32( word, 32 - 8 * layout.width );
+                __m128i low = _mm_packs_epi32( words[0], words[1] ), high = _mm_packs_epi32( words[2], words[3] );
+                if constexpr ( layout.slot == 2 ) {
+                    storeSlots( 0, low );
+                    storeSlots( 1, high );
+                } else {
+                    storeSlots( 0, _mm_packs_epi16( low, high ) );
+                }
+            }
+        }
+    encodeNaive<layout>( to + i * layout.slot, from + i, samples - i );
+}
+
+#else
+template <IntLayout layout> static constexpr Convert decodeLimit = nullptr;
+template <IntLayout layout> static constexpr Convert encodeLimit = nullptr;
+#endif
+
+template <IntLayout layout> static void addIntegers( const Encoding &encoding )
+{
+    addImplementations( encoding, true, decodeNaive<layout>, decodeLimit<layout> );
+    addImplementations( encoding, false, encodeNaive<layout>, encodeLimit<layout> );
+}
+
+// Floats
+
+static void copyNaive( void *dest, const void *source, int64_t samples )
+{
+    std::memcpy( dest, source, size_t( samples ) * sizeof( float ) );
 }
 
 static void swapNaive( void *dest, const void *source, int64_t samples )
@@ -69,208 +232,62 @@ static void swapNaive( void *dest, const void *source, int64_t samples )
         for ( int b = 0; b < 4; ++b ) to[4 * i + b] = from[4 * i + 3 - b];
 }
 
-static void copyNaive( void *dest, const void *source, int64_t samples )
-{
-    std::memcpy( dest, source, size_t( samples ) * sizeof( float ) );
-}
-
 #ifdef __SSE2__
-
-struct Bits {
-    __m128i of[4]; // 16 samples, each at the top of its 32 bits
-};
-
-static __m128i swap16( __m128i v ) { return _mm_or_si128( _mm_slli_epi16( v, 8 ), _mm_srli_epi16( v, 8 ) ); }
-
-static __m128i swap32( __m128i v ) { return swap16( _mm_shufflehi_epi16( _mm_shufflelo_epi16( v, 0xB1 ), 0xB1 ) ); }
-
-// Four packed samples from sixteen bytes, each at the top of its word.
-template <Form f> static __m128i spread24( __m128i v )
-{
-    __m128i a = _mm_unpacklo_epi32( v, _mm_srli_si128( v, 3 ) );
-    __m128i b = _mm_unpacklo_epi32( _mm_srli_si128( v, 6 ), _mm_srli_si128( v, 9 ) );
-    __m128i words = _mm_slli_epi32( _mm_unpacklo_epi64( a, b ), 8 );
-    if ( f.big ) words = _mm_slli_epi32( swap32( words ), 8 );
-    return f.isUnsigned ? _mm_xor_si128( words, _mm_set1_epi32( INT32_MIN ) ) : words;
-}
-
-// And back: six bytes of each half.
-template <Form f> static __m128i gathered24( __m128i words )
-{
-    const __m128i first = _mm_set1_epi64x( 0xFFFFFF );
-    if ( f.isUnsigned ) words = _mm_xor_si128( words, _mm_set1_epi32( INT32_MIN ) );
-    words = f.big ? swap32( words ) : _mm_srli_epi32( words, 8 );
-    return _mm_or_si128( _mm_and_si128( words, first ), _mm_slli_epi64( _mm_srli_epi64( words, 32 ), 24 ) );
-}
-
-// Turns byte order and sign of a register of slots; its own inverse.
-template <Form f> static __m128i turned( __m128i v )
-{
-    if ( f.big && f.slot == 2 ) v = swap16( v );
-    if ( f.big && f.slot == 4 ) v = swap32( v );
-    if ( f.isUnsigned && f.slot == 1 ) v = _mm_xor_si128( v, _mm_set1_epi8( -128 ) );
-    if ( f.isUnsigned && f.slot == 2 ) v = _mm_xor_si128( v, _mm_set1_epi16( -32768 ) );
-    return v;
-}
-
-template <Form f> static __m128 decode4( __m128i v )
-{
-    __m128 scale = _mm_set1_ps( 0x1p-31f );
-    if ( !( f.isUnsigned && f.slot == 4 ) ) return _mm_mul_ps( _mm_cvtepi32_ps( v ), scale );
-    __m128 high = _mm_mul_ps( _mm_cvtepi32_ps( _mm_srli_epi32( v, 16 ) ), _mm_set1_ps( 0x1p16f ) );
-    __m128 low = _mm_cvtepi32_ps( _mm_and_si128( v, _mm_set1_epi32( 0xFFFF ) ) );
-    return _mm_sub_ps( _mm_mul_ps( _mm_add_ps( high, low ), scale ), _mm_set1_ps( 1.0f ) );
-}
-
-template <Form f> static __m128i encode4( const float *x )
-{
-    __m128 full = _mm_set1_ps( 0x1p31f ), y = _mm_mul_ps( _mm_loadu_ps( x ), full );
-    if ( f.isUnsigned ) y = _mm_sub_ps( _mm_add_ps( y, full ), full );
-    __m128i v = _mm_xor_si128( _mm_cvttps_epi32( y ), _mm_castps_si128( _mm_cmpge_ps( y, full ) ) );
-    return f.isUnsigned && f.slot == 4 ? _mm_xor_si128( v, _mm_set1_epi32( INT32_MIN ) ) : v;
-}
-
-template <Form f> static void decodeLimit( void *dest, const void *source, int64_t samples )
-{
-    auto *to = static_cast<float *>( dest );
-    auto *from = static_cast<const uint8_t *>( source );
-    const __m128i zero = _mm_setzero_si128();
-    int64_t i = 0;
-    if constexpr ( f.slot == 3 )
-        for ( ; i + 6 <= samples; i += 4 ) // which reads four bytes of what follows
-            _mm_storeu_ps( to + i,
-                decode4<f>( spread24<f>( _mm_loadu_si128( reinterpret_cast<const __m128i *>( from + i * 3 ) ) ) ) );
-    else
-        for ( ; i + 16 <= samples; i += 16 ) {
-            auto load = [&]( int n ) {
-                return turned<f>( _mm_loadu_si128( reinterpret_cast<const __m128i *>( from + i * f.slot ) + n ) );
-            };
-            Bits bits;
-            if constexpr ( f.slot == 4 ) {
-                for ( int r = 0; r < 4; ++r ) {
-                    bits.of[r] = load( r );
-                    if ( f.width == 3 )
-                        bits.of[r] = f.offset ? _mm_and_si128( bits.of[r], _mm_set1_epi32( -256 ) )
-                                              : _mm_slli_epi32( bits.of[r], 8 );
-                }
-            } else {
-                __m128i low, high;
-                if constexpr ( f.slot == 2 ) {
-                    low = load( 0 ), high = load( 1 );
-                } else {
-                    __m128i all = load( 0 );
-                    low = _mm_unpacklo_epi8( zero, all ), high = _mm_unpackhi_epi8( zero, all );
-                }
-                bits = { { _mm_unpacklo_epi16( zero, low ), _mm_unpackhi_epi16( zero, low ),
-                    _mm_unpacklo_epi16( zero, high ), _mm_unpackhi_epi16( zero, high ) } };
-            }
-            for ( int r = 0; r < 4; ++r ) _mm_storeu_ps( to + i + 4 * r, decode4<f>( bits.of[r] ) );
-        }
-    decodeNaive<f>( to + i, from + i * f.slot, samples - i );
-}
-
-template <Form f> static void encodeLimit( void *dest, const void *source, int64_t samples )
-{
-    auto *to = static_cast<uint8_t *>( dest );
-    auto *from = static_cast<const float *>( source );
-    int64_t i = 0;
-    if constexpr ( f.slot == 3 )
-        for ( ; i + 5 <= samples; i += 4 ) { // which writes two bytes of what follows
-            __m128d both = _mm_castsi128_pd( gathered24<f>( encode4<f>( from + i ) ) );
-            _mm_storel_pd( reinterpret_cast<double *>( to + i * 3 ), both );
-            _mm_storeh_pd( reinterpret_cast<double *>( to + i * 3 + 6 ), both );
-        }
-    else
-        for ( ; i + 16 <= samples; i += 16 ) {
-            auto store = [&]( int n, __m128i v ) {
-                _mm_storeu_si128( reinterpret_cast<__m128i *>( to + i * f.slot ) + n, turned<f>( v ) );
-            };
-            Bits bits;
-            for ( int r = 0; r < 4; ++r ) bits.of[r] = encode4<f>( from + i + 4 * r );
-            if constexpr ( f.slot == 4 ) {
-                for ( int r = 0; r < 4; ++r ) {
-                    if ( f.width == 3 )
-                        bits.of[r] = f.offset ? _mm_and_si128( bits.of[r], _mm_set1_epi32( -256 ) )
-                                              : _mm_srli_epi32( bits.of[r], 8 );
-                    store( r, bits.of[r] );
-                }
-            } else {
-                for ( __m128i &each : bits.of ) each = _mm_srai_epi32( each, 32 - 8 * f.width );
-                __m128i low = _mm_packs_epi32( bits.of[0], bits.of[1] ),
-                        high = _mm_packs_epi32( bits.of[2], bits.of[3] );
-                if constexpr ( f.slot == 2 )
-                    store( 0, low ), store( 1, high );
-                else
-                    store( 0, _mm_packs_epi16( low, high ) );
-            }
-        }
-    encodeNaive<f>( to + i * f.slot, from + i, samples - i );
-}
-
 static void swapLimit( void *dest, const void *source, int64_t samples )
 {
     auto *to = static_cast<uint32_t *>( dest );
     auto *from = static_cast<const uint32_t *>( source );
     int64_t i = 0;
     for ( ; i + 16 <= samples; i += 16 )
-        for ( int r = 0; r < 4; ++r )
-            _mm_storeu_si128( reinterpret_cast<__m128i *>( to + i ) + r,
-                swap32( _mm_loadu_si128( reinterpret_cast<const __m128i *>( from + i ) + r ) ) );
+        for ( int r = 0; r < 4; ++r ) store( to + i + 4 * r, swap32( load( from + i + 4 * r ) ) );
     swapNaive( to + i, from + i, samples - i );
 }
-
 #else
-template <Form f> static constexpr Loop decodeLimit = nullptr;
-template <Form f> static constexpr Loop encodeLimit = nullptr;
-static constexpr Loop swapLimit = nullptr;
+static constexpr Convert swapLimit = nullptr;
 #endif
 
-template <Form f> static void addIntegers( const char *name, PCM_ENCODING encoding )
-{
-    add( name, encoding, true, decodeNaive<f>, decodeLimit<f> );
-    add( name, encoding, false, encodeNaive<f>, encodeLimit<f> );
-}
+// G.711
 
 template <PCM_ENCODING law> struct G711 {
     std::array<float, 256> floats;
-    std::array<int16_t, 256> expanded;
-    std::array<uint8_t, 4097> codes; // of magnitudes without their three low bits
+    std::array<int16_t, 256> integers;
+    std::array<uint8_t, 4097> codes; // without sign bits; the index is the 16-bit magnitude divided by 8
 
     G711()
     {
         for ( int code = 0; code < 256; ++code ) {
             auto byte = uint8_t( code );
             pcm___Convert( &floats[byte], 0, &byte, law, 1 );
-            expanded[byte] = int16_t( floats[byte] * 0x1p15f );
+            integers[byte] = int16_t( floats[byte] * 0x1p15f );
         }
         for ( int i = 0; i <= 4096; ++i ) {
-            float magnitude = float( i ) * -0x1p-12f;
-            pcm___Convert( &codes[size_t( i )], law, &magnitude, 0, 1 );
+            float sample = float( i ) * -0x1p-12f;
+            pcm___Convert( &codes[size_t( i )], law, &sample, 0, 1 );
             codes[size_t( i )] &= 0x7F;
         }
     }
     static const G711 &tables()
     {
-        static const G711 made;
-        return made;
+        static const G711 instance;
+        return instance;
     }
     static void decodeNaive( void *dest, const void *source, int64_t samples )
     {
-        const auto &expanded = tables().expanded;
+        const auto &integers = tables().integers;
         auto *codes = static_cast<const uint8_t *>( source );
         for ( int64_t i = 0; i < samples; ++i )
-            static_cast<float *>( dest )[i] = float( expanded[codes[i]] ) * 0x1p-15f;
+            static_cast<float *>( dest )[i] = float( integers[codes[i]] ) * 0x1p-15f;
     }
     static void decodeLimit( void *dest, const void *source, int64_t samples )
     {
-        typedef float Four __attribute__( ( vector_size( 16 ) ) ); // one store for four loads
+        typedef float Float4 __attribute__( ( vector_size( 16 ) ) ); // one store for each four loads
         const auto &floats = tables().floats;
         auto *codes = static_cast<const uint8_t *>( source );
         auto *to = static_cast<float *>( dest );
         int64_t i = 0;
         for ( ; i + 4 <= samples; i += 4 ) {
-            Four four = { floats[codes[i]], floats[codes[i + 1]], floats[codes[i + 2]], floats[codes[i + 3]] };
-            std::memcpy( to + i, &four, sizeof four );
+            Float4 decoded = { floats[codes[i]], floats[codes[i + 1]], floats[codes[i + 2]], floats[codes[i + 3]] };
+            std::memcpy( to + i, &decoded, sizeof decoded );
         }
         for ( ; i < samples; ++i ) to[i] = floats[codes[i]];
     }
@@ -284,8 +301,9 @@ template <PCM_ENCODING law> struct G711 {
         }
     }
 #ifdef __SSE2__
-    // The segment is the exponent of the magnitude, or of one that begins where the segments do.
-    static __m128i magnitudes( __m128 y )
+    /// Computes the segment and the step, which are the low seven bits of a code. The segment is the exponent of the
+    /// magnitude, after an offset is added where segments do not begin at powers of two.
+    static __m128i encodeMagnitudes( __m128 y )
     {
         __m128 m = _mm_and_ps( y, _mm_castsi128_ps( _mm_set1_epi32( 0x7FFFF000 ) ) );
         m = _mm_and_ps( m, _mm_cmpord_ps( y, y ) );
@@ -293,10 +311,10 @@ template <PCM_ENCODING law> struct G711 {
             __m128i bits = _mm_castps_si128( _mm_add_ps( m, _mm_set1_ps( 128.0f ) ) );
             return _mm_sub_epi32( _mm_srli_epi32( bits, 19 ), _mm_set1_epi32( 134 << 4 ) );
         }
-        __m128 low = _mm_cmplt_ps( m, _mm_set1_ps( 256.0f ) );
-        __m128i bits = _mm_castps_si128( _mm_add_ps( m, _mm_and_ps( low, _mm_set1_ps( 256.0f ) ) ) );
-        __m128i above = _mm_sub_epi32( _mm_srli_epi32( bits, 19 ), _mm_set1_epi32( 134 << 4 ) );
-        return _mm_add_epi32( above, _mm_slli_epi32( _mm_castps_si128( low ), 4 ) );
+        __m128 isLow = _mm_cmplt_ps( m, _mm_set1_ps( 256.0f ) );
+        __m128i bits = _mm_castps_si128( _mm_add_ps( m, _mm_and_ps( isLow, _mm_set1_ps( 256.0f ) ) ) );
+        __m128i codes = _mm_sub_epi32( _mm_srli_epi32( bits, 19 ), _mm_set1_epi32( 134 << 4 ) );
+        return _mm_add_epi32( codes, _mm_slli_epi32( _mm_castps_si128( isLow ), 4 ) );
     }
     static void encodeLimit( void *dest, const void *source, int64_t samples )
     {
@@ -307,51 +325,49 @@ template <PCM_ENCODING law> struct G711 {
             __m128i codes[4], signs[4];
             for ( int r = 0; r < 4; ++r ) {
                 __m128 y = _mm_mul_ps( _mm_loadu_ps( from + i + 4 * r ), _mm_set1_ps( 0x1p15f ) );
-                codes[r] = magnitudes( y );
+                codes[r] = encodeMagnitudes( y );
                 signs[r] = _mm_castps_si128( _mm_cmple_ps( y, _mm_set1_ps( -1.0f ) ) );
             }
-            auto packed = []( const __m128i *v ) {
+            auto packBytes = []( const __m128i *v ) {
                 return _mm_packs_epi16( _mm_packs_epi32( v[0], v[1] ), _mm_packs_epi32( v[2], v[3] ) );
             };
-            constexpr int flip = law == PCM_ENCODING_G711_MULAW ? 0xFF : 0xD5;
-            __m128i sign = _mm_and_si128( packed( signs ), _mm_set1_epi8( char( 0x80 ) ) );
-            __m128i bytes = _mm_xor_si128( _mm_xor_si128( packed( codes ), sign ), _mm_set1_epi8( char( flip ) ) );
-            _mm_storeu_si128( reinterpret_cast<__m128i *>( to + i ), bytes );
+            constexpr int inversion = law == PCM_ENCODING_G711_MULAW ? 0xFF : 0xD5;
+            __m128i sign = _mm_and_si128( packBytes( signs ), _mm_set1_epi8( char( 0x80 ) ) );
+            __m128i bytes = _mm_xor_si128( packBytes( codes ), sign );
+            store( to + i, _mm_xor_si128( bytes, _mm_set1_epi8( char( inversion ) ) ) );
         }
         encodeNaive( to + i, from + i, samples - i );
     }
 #else
-    static constexpr Loop encodeLimit = nullptr;
+    static constexpr Convert encodeLimit = nullptr;
 #endif
 };
 
-template <PCM_ENCODING law> static void addG711( const char *name )
+template <PCM_ENCODING law> static void addG711( const Encoding &encoding )
 {
-    add( name, law, true, G711<law>::decodeNaive, G711<law>::decodeLimit );
-    add( name, law, false, G711<law>::encodeNaive, G711<law>::encodeLimit );
+    addImplementations( encoding, true, G711<law>::decodeNaive, G711<law>::decodeLimit );
+    addImplementations( encoding, false, G711<law>::encodeNaive, G711<law>::encodeLimit );
 }
 
 void addConversions()
 {
-    constexpr PCM_ENCODING isUnsigned = PCM_ENCODING_UNSIGNED, big = PCM_ENCODING_BIG_ENDIAN;
-    constexpr PCM_ENCODING in32 = PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32;
-    addIntegers<Form{ 1, 1, 0, false, false }>( "int8", PCM_ENCODING_INT_8 );
-    addIntegers<Form{ 1, 1, 0, true, false }>( "uint8", PCM_ENCODING_INT_8 | isUnsigned );
-    addIntegers<Form{ 2, 2, 0, false, false }>( "int16", PCM_ENCODING_INT_16 );
-    addIntegers<Form{ 2, 2, 0, true, false }>( "uint16", PCM_ENCODING_INT_16 | isUnsigned );
-    addIntegers<Form{ 2, 2, 0, false, true }>( "int16 BE", PCM_ENCODING_INT_16 | big );
-    addIntegers<Form{ 3, 3, 0, false, false }>( "int24", PCM_ENCODING_INT_24 );
-    addIntegers<Form{ 3, 3, 0, true, false }>( "uint24", PCM_ENCODING_INT_24 | isUnsigned );
-    addIntegers<Form{ 3, 3, 0, false, true }>( "int24 BE", PCM_ENCODING_INT_24 | big );
-    addIntegers<Form{ 3, 4, 1, false, false }>( "int24 behind pad", in32 | PCM_ENCODING_PAD_BEFORE );
-    addIntegers<Form{ 3, 4, 0, false, false }>( "int24 before pad", in32 | PCM_ENCODING_PAD_AFTER );
-    addIntegers<Form{ 4, 4, 0, false, false }>( "int32", PCM_ENCODING_INT_32 );
-    addIntegers<Form{ 4, 4, 0, true, false }>( "uint32", PCM_ENCODING_INT_32 | isUnsigned );
-    addIntegers<Form{ 4, 4, 0, false, true }>( "int32 BE", PCM_ENCODING_INT_32 | big );
-    for ( bool decodes : { true, false } ) {
-        add( "float32", PCM_ENCODING_FLOAT_32, decodes, copyNaive, nullptr );
-        add( "float32 BE", PCM_ENCODING_FLOAT_32 | big, decodes, swapNaive, swapLimit );
+    addIntegers<IntLayout{ 1, 1, 0, false, false }>( encodings::int8 );
+    addIntegers<IntLayout{ 1, 1, 0, true, false }>( encodings::uint8 );
+    addIntegers<IntLayout{ 2, 2, 0, false, false }>( encodings::int16 );
+    addIntegers<IntLayout{ 2, 2, 0, true, false }>( encodings::uint16 );
+    addIntegers<IntLayout{ 2, 2, 0, false, true }>( encodings::int16BE );
+    addIntegers<IntLayout{ 3, 3, 0, false, false }>( encodings::int24 );
+    addIntegers<IntLayout{ 3, 3, 0, true, false }>( encodings::uint24 );
+    addIntegers<IntLayout{ 3, 3, 0, false, true }>( encodings::int24BE );
+    addIntegers<IntLayout{ 3, 4, 1, false, false }>( encodings::int24AfterPadding );
+    addIntegers<IntLayout{ 3, 4, 0, false, false }>( encodings::int24BeforePadding );
+    addIntegers<IntLayout{ 4, 4, 0, false, false }>( encodings::int32 );
+    addIntegers<IntLayout{ 4, 4, 0, true, false }>( encodings::uint32 );
+    addIntegers<IntLayout{ 4, 4, 0, false, true }>( encodings::int32BE );
+    for ( bool decoding : { true, false } ) {
+        addImplementations( encodings::float32, decoding, copyNaive, nullptr );
+        addImplementations( encodings::float32BE, decoding, swapNaive, swapLimit );
     }
-    addG711<PCM_ENCODING_G711_ALAW>( "A-law" );
-    addG711<PCM_ENCODING_G711_MULAW>( "mu-law" );
+    addG711<PCM_ENCODING_G711_ALAW>( encodings::alaw );
+    addG711<PCM_ENCODING_G711_MULAW>( encodings::mulaw );
 }

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""One table out of what the benchmark measured: ours, and what it is held against."""
+"""Prints the results of the benchmark as a table that compares the library with other implementations."""
 import argparse
 import json
 import pathlib
@@ -7,23 +7,26 @@ import shutil
 import subprocess
 import sys
 
-OWN = ("ours", "naive", "limit", "copy")
-RATIOS = ("naive", "limit", "copy", "other")  # their time over ours: above 1 we are faster
+OWN = ("ours", "naive", "limit", "copy")  # all other implementations are other libraries
+RATIOS = ("naive", "limit", "copy", "other")  # their time divided by ours: above 1, ours is faster
 TOLERANCE = 1.1
 
 
-def rows(path):
-    """(job, samples) -> {who: ns per item}, the best other library as "other" with its name."""
+def load(path):
+    """Returns a dictionary {(job, samples): {implementation: ns per item}}.
+
+    "other" is the time of the fastest other library and "name" its name.
+    """
     table = {}
-    # Interleaved runs end in any order.
+    # Interleaved runs finish in random order.
     for run in sorted(json.loads(path.read_text())["benchmarks"], key=lambda run: run["family_index"]):
         if run.get("aggregate_name") != "median" or run.get("error_occurred"):
             continue
-        job, samples, who = run["run_name"].split("/")
+        job, samples, implementation = run["run_name"].split("/")
         times = table.setdefault((job, int(samples)), {})
-        times[who] = 1e9 / run["items_per_second"]
+        times[implementation] = 1e9 / run["items_per_second"]
     for times in table.values():
-        others = [who for who in times if who not in OWN]
+        others = [implementation for implementation in times if implementation not in OWN]
         if others:
             times["name"] = min(others, key=times.get)
             times["other"] = times[times["name"]]
@@ -31,89 +34,95 @@ def rows(path):
 
 
 def ratios(times):
-    return {who: times[who] / times["ours"] for who in RATIOS if who in times}
+    return {name: times[name] / times["ours"] for name in RATIOS if name in times}
 
 
-def show(table, levels, markdown):
-    """One row for each job; `levels` are tables of the same jobs with builds for newer processors."""
-    head = ["job", "samples", "ours ns", *(f"{who}/ours" for who in RATIOS), "best other",
-            *(f"other/ours {name}" for name in levels)]
-    lines = [head]
+def print_table(table, levels, markdown):
+    """Prints one row for each job. `levels` are the tables of the builds for newer processors, by their names."""
+    header = ["job", "samples", "ours ns", *(f"{name}/ours" for name in RATIOS), "best other",
+              *(f"other/ours {level}" for level in levels)]
+    rows = [header]
     for (job, samples), times in table.items():
-        cells = ratios(times)
+        row = ratios(times)
         newer = [ratios(level.get((job, samples), {"ours": 1})).get("other") for level in levels.values()]
-        lines.append([job, str(samples), f"{times['ours']:.3f}",
-                      *(f"{cells[who]:.2f}" if who in cells else "-" for who in RATIOS), times.get("name", "-"),
-                      *(f"{ratio:.2f}" if ratio else "-" for ratio in newer)])
+        rows.append([job, str(samples), f"{times['ours']:.3f}",
+                     *(f"{row[name]:.2f}" if name in row else "-" for name in RATIOS), times.get("name", "-"),
+                     *(f"{ratio:.2f}" if ratio else "-" for ratio in newer)])
     if markdown:
-        lines = [[*line[:2], *line[3:]] for line in lines]  # times are the machine's, ratios less so
-        lines.insert(1, ["---"] * len(lines[0]))
-    widths = [max(map(len, column)) for column in zip(*lines)]
-    for line in lines:
-        text = (" | " if markdown else " ").join(cell.ljust(width) for cell, width in zip(line, widths))
+        rows = [[*row[:2], *row[3:]] for row in rows]  # times depend on the machine more than ratios do
+        rows.insert(1, ["---"] * len(rows[0]))
+    widths = [max(map(len, column)) for column in zip(*rows)]
+    for row in rows:
+        text = (" | " if markdown else " ").join(cell.ljust(width) for cell, width in zip(row, widths))
         print(f"| {text} |" if markdown else text.rstrip())
 
 
-def compare(table, kept):
-    """Prints every ratio that moved; whether none got worse."""
-    good = True
+def compare(table, baseline):
+    """Prints every ratio that changed by more than the tolerance. Returns False if any of them got worse."""
+    passed = True
     for key, times in table.items():
-        old, new = ratios(kept.get(key, {"ours": 1})), ratios(times)
-        for who in RATIOS:
-            if who not in old or who not in new:
+        old, new = ratios(baseline.get(key, {"ours": 1})), ratios(times)
+        for name in RATIOS:
+            if name not in old or name not in new:
                 continue
-            change = new[who] / old[who]
+            change = new[name] / old[name]
             if max(change, 1 / change) > TOLERANCE:
-                good = good and change > 1
+                passed = passed and change > 1
                 print(f"{'better' if change > 1 else 'WORSE '} {key[0]}, {key[1]} samples: "
-                      f"{who}/ours {old[who]:.2f} -> {new[who]:.2f}")
-    for job, samples in kept.keys() - table.keys():
-        print(f"not measured now: {job}, {samples} samples")
-    return good
+                      f"{name}/ours {old[name]:.2f} -> {new[name]:.2f}")
+    for job, samples in baseline.keys() - table.keys():
+        print(f"missing from this run: {job}, {samples} samples")
+    return passed
 
 
 def plot(table, svg):
-    """One panel for each block size, one place on its axis for each job."""
+    """Writes a gnuplot script, and runs it if gnuplot is installed.
+
+    The plot has a panel for each block size, and each job has a tick on its x axis.
+    """
     sizes = sorted({samples for _, samples in table if samples >= 160})
     script = [f"set terminal svg size 1500,{420 * len(sizes)} background 'white'", f"set output '{svg.name}'",
-              "set logscale y", "set grid", "set xtics rotate by -60 left", "set ylabel 'ns a sample or operation'",
+              "set logscale y", "set grid", "set xtics rotate by -60 left", "set ylabel 'ns per sample or operation'",
               "set key outside", f"set multiplot layout {len(sizes)},1"]
     for samples in sizes:
         jobs = [(job, times) for (job, n), times in table.items() if n == samples]
         script.append(f"set title '{samples} samples'\nset xrange [-1:{len(jobs)}]\n$data << END")
-        script += [f'{at} "{job}" ' + " ".join(str(times.get(who, "NaN")) for who in ("ours", "other", "limit"))
-                   for at, (job, times) in enumerate(jobs)]
+        script += [f'{x} "{job}" ' + " ".join(str(times.get(name, "NaN")) for name in ("ours", "other", "limit"))
+                   for x, (job, times) in enumerate(jobs)]
         script.append("END\nplot $data using 1:3:xtic(2) with points pt 7 title 'ours', "
                       "$data using 1:4 with points pt 4 title 'best other', "
                       "$data using 1:5 with points pt 8 title 'limit'")
-    gp = svg.with_suffix(".gp")
-    gp.write_text("\n".join(script) + "\nunset multiplot\n")
+    plot_script = svg.with_suffix(".gp")
+    plot_script.write_text("\n".join(script) + "\nunset multiplot\n")
     if shutil.which("gnuplot"):
-        subprocess.run(["gnuplot", gp.name], cwd=gp.parent or ".", check=True)
+        subprocess.run(["gnuplot", plot_script.name], cwd=plot_script.parent or ".", check=True)
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("result", type=pathlib.Path, help="Google Benchmark's JSON, with medians")
+    parser.add_argument("result", type=pathlib.Path, help="JSON output of Google Benchmark, with medians")
     parser.add_argument("--against", type=pathlib.Path, metavar="KEPT.json",
-                        help="show the ratios that changed by more than 10 %%; exit code 1 if one got worse")
-    parser.add_argument("--plot", type=pathlib.Path, metavar="FILE.svg", help="draw it, with gnuplot where it is there")
+                        help="print the ratios that changed by more than 10 %% since KEPT.json, and exit with "
+                             "status 1 if any of them got worse")
+    parser.add_argument("--plot", type=pathlib.Path, metavar="FILE.svg",
+                        help="plot the times, if gnuplot is installed")
     parser.add_argument("--level", action="append", default=[], metavar="NAME=FILE.json",
-                        help="a run with the build for a newer processor")
-    parser.add_argument("--markdown", action="store_true", help="the table for the docs, without times")
+                        help="results of the build for a newer processor (may be repeated)")
+    parser.add_argument("--markdown", action="store_true",
+                        help="print a Markdown table for the documentation, without times")
     args = parser.parse_args()
-    table = rows(args.result)
+    table = load(args.result)
     if not table:
-        sys.exit(f"no medians in {args.result}")
-    levels = {name: rows(pathlib.Path(path)) for name, path in (level.split("=", 1) for level in args.level)}
-    show(table, levels, args.markdown)
+        sys.exit(f"{args.result} contains no medians")
+    levels = {name: load(pathlib.Path(path)) for name, path in (level.split("=", 1) for level in args.level)}
+    print_table(table, levels, args.markdown)
     if args.plot:
         plot(table, args.plot)
     if args.against:
-        print(f"\nAgainst {args.against}:")
-        if not compare(table, rows(args.against)):
+        print(f"\nCompared with {args.against}:")
+        if not compare(table, load(args.against)):
             sys.exit(1)
-        print("nothing got worse")
+        print("no ratio got worse")
 
 
 if __name__ == "__main__":
