@@ -8,12 +8,12 @@
 
 namespace host {
 
-static constexpr int64_t headerRoom = 4096;
-static constexpr int64_t size32 = UINT32_MAX - headerRoom;
+static constexpr int64_t headerReserve = 4096;
+static constexpr int64_t maxBytes32 = UINT32_MAX - headerReserve;
 static constexpr Container containers[] = {
-    { "wav", nullptr, SF_FORMAT_WAV, size32 },
-    { "au", nullptr, SF_FORMAT_AU, INT64_MAX }, // longer ones tell no length
-    { "aiff", "aif", SF_FORMAT_AIFF, size32 },
+    { "wav", nullptr, SF_FORMAT_WAV, maxBytes32 },
+    { "au", nullptr, SF_FORMAT_AU, INT64_MAX }, // the header of a longer file does not specify a length
+    { "aiff", "aif", SF_FORMAT_AIFF, maxBytes32 },
     { "w64", nullptr, SF_FORMAT_W64, INT64_MAX },
     { "rf64", nullptr, SF_FORMAT_RF64, INT64_MAX },
     { "caf", nullptr, SF_FORMAT_CAF, INT64_MAX },
@@ -22,8 +22,8 @@ static constexpr Container containers[] = {
 
 static const Container *findContainer( const std::string &name )
 {
-    for ( const Container &each : containers )
-        if ( name == each.name || ( each.otherName && name == each.otherName ) ) return &each;
+    for ( const Container &container : containers )
+        if ( name == container.name || ( container.alias && name == container.alias ) ) return &container;
     return nullptr;
 }
 
@@ -33,19 +33,20 @@ static std::string extension( const std::string &path )
     return dot == path.npos || ( slash != path.npos && dot < slash ) ? "" : lower( path.substr( dot + 1 ) );
 }
 
-const Container &containerFor( const std::string &path, const std::string &name )
+const Container &selectContainer( const std::string &path, const std::string &name )
 {
     const Container *found = findContainer( name.empty() ? extension( path ) : lower( name ) );
     if ( !found && name.empty() && isSpecialFile( path ) ) found = findContainer( "raw" );
     if ( found ) return *found;
-    std::string known;
-    for ( const Container &each : containers ) known += ( known.empty() ? "" : ", " ) + std::string( each.name );
-    fail( name.empty() ? "cannot tell the container from the name " + path + "; extensions are " + known
-                       : "unknown container \"" + name + "\"; known are " + known );
+    std::string names;
+    for ( const Container &container : containers )
+        names += ( names.empty() ? "" : ", " ) + std::string( container.name );
+    fail( name.empty() ? "cannot write " + path + ": unknown file extension; use one of " + names + ", or --container"
+                       : "unknown container \"" + name + "\"; use one of " + names );
 }
 
-// libsndfile's word for samples of an encoding; 0 if it has none.
-static int subtype( pcm::Encoding encoding )
+// Returns libsndfile's SF_FORMAT_* subtype and byte order for an encoding, or 0 if it has none.
+static int sndfileSubtype( pcm::Encoding encoding )
 {
     encoding = encoding.normalized();
     if ( encoding.sizeofSample() != encoding.base().sizeofSample() ) return 0; // padded
@@ -65,102 +66,104 @@ static int subtype( pcm::Encoding encoding )
     }
 }
 
-static SF_INFO soundInfo( const Container &container, const AudioFormat &format )
+static SF_INFO sndfileInfo( const Container &container, const AudioFormat &format )
 {
     SF_INFO info = {};
     info.samplerate = int( format.rate );
     info.channels = int( format.channels );
-    info.format = container.major | subtype( format.encoding );
+    info.format = container.majorFormat | sndfileSubtype( format.encoding );
     return info;
 }
 
-bool containerHolds( const Container &container, const AudioFormat &format )
+bool supportsFormat( const Container &container, const AudioFormat &format )
 {
-    SF_INFO info = soundInfo( container, format );
-    return !container.major || ( subtype( format.encoding ) && sf_format_check( &info ) );
+    SF_INFO info = sndfileInfo( container, format );
+    return !container.majorFormat || ( sndfileSubtype( format.encoding ) && sf_format_check( &info ) );
 }
 
-static void needHolding( const std::string &path, const Container &container, const AudioFormat &format )
+static void checkFormat( const std::string &path, const Container &container, const AudioFormat &format )
 {
-    if ( containerHolds( container, format ) ) return;
-    std::string held;
-    for ( const EncodingName &each : encodingNames )
-        if ( containerHolds( container, { each.encoding, format.rate, format.channels } ) )
-            held += ( held.empty() ? "" : ", " ) + std::string( each.name );
-    std::string wanted =
-        format.encoding & byteOrders ? to_string( format.encoding ) : encodingName( format.encoding );
-    fail( path + ": the container " + container.name + " cannot hold " + wanted + " in " +
-          std::to_string( format.channels ) + " channel(s); it can hold " + ( held.empty() ? "nothing" : held ) );
+    if ( supportsFormat( container, format ) ) return;
+    std::string supported;
+    for ( const EncodingName &entry : encodingNames )
+        if ( supportsFormat( container, { entry.encoding, format.rate, format.channels } ) )
+            supported += ( supported.empty() ? "" : ", " ) + std::string( entry.name );
+    std::string requested =
+        format.encoding & byteOrderFlags ? to_string( format.encoding ) : encodingName( format.encoding );
+    fail( "cannot write " + path + ": " + container.name + " files do not support " + requested + " with " +
+          std::to_string( format.channels ) +
+          " channel(s); supported encodings: " + ( supported.empty() ? "none" : supported ) );
 }
 
-// What libsndfile calls: exceptions must not pass through it.
-static SoundStream *streamOf( void *user ) { return static_cast<SoundStream *>( user ); }
+// The virtual I/O functions, which libsndfile calls. They must not throw.
+static VirtualIo *ioFrom( void *user ) { return static_cast<VirtualIo *>( user ); }
 
-static sf_count_t noted( SoundStream *stream, sf_count_t result, bool failed )
+static sf_count_t recordError( VirtualIo *io, sf_count_t result, bool failed )
 {
-    if ( failed && !stream->error ) stream->error = errno;
+    if ( failed && !io->error ) io->error = errno;
     return result;
 }
 
 extern "C" {
-static sf_count_t streamTell( void *user ) { return ftello( streamOf( user )->file ); }
+static sf_count_t ioTell( void *user ) { return ftello( ioFrom( user )->file ); }
 
-static sf_count_t streamSeek( sf_count_t offset, int whence, void *user )
+static sf_count_t ioSeek( sf_count_t offset, int whence, void *user )
 {
-    bool failed = fseeko( streamOf( user )->file, offset, whence );
-    return noted( streamOf( user ), failed ? -1 : streamTell( user ), failed );
+    bool failed = fseeko( ioFrom( user )->file, offset, whence );
+    return recordError( ioFrom( user ), failed ? -1 : ioTell( user ), failed );
 }
 
-static sf_count_t streamLength( void *user )
+static sf_count_t ioLength( void *user )
 {
-    sf_count_t position = streamTell( user ), length = streamSeek( 0, SEEK_END, user );
-    streamSeek( position, SEEK_SET, user );
+    sf_count_t position = ioTell( user ), length = ioSeek( 0, SEEK_END, user );
+    ioSeek( position, SEEK_SET, user );
     return length;
 }
 
-static sf_count_t streamRead( void *dest, sf_count_t bytes, void *user )
+static sf_count_t ioRead( void *dest, sf_count_t bytes, void *user )
 {
-    std::FILE *file = streamOf( user )->file;
+    std::FILE *file = ioFrom( user )->file;
     sf_count_t done = sf_count_t( std::fread( dest, 1, size_t( bytes ), file ) );
-    return noted( streamOf( user ), done, done < bytes && std::ferror( file ) );
+    return recordError( ioFrom( user ), done, done < bytes && std::ferror( file ) );
 }
 
-static sf_count_t streamWrite( const void *source, sf_count_t bytes, void *user )
+static sf_count_t ioWrite( const void *source, sf_count_t bytes, void *user )
 {
-    sf_count_t done = sf_count_t( std::fwrite( source, 1, size_t( bytes ), streamOf( user )->file ) );
-    return noted( streamOf( user ), done, done < bytes );
+    sf_count_t done = sf_count_t( std::fwrite( source, 1, size_t( bytes ), ioFrom( user )->file ) );
+    return recordError( ioFrom( user ), done, done < bytes );
 }
 }
 
-static SNDFILE *openSound( SoundStream &stream, int mode, SF_INFO &info )
+static SNDFILE *openVirtual( VirtualIo &io, int mode, SF_INFO &info )
 {
-    SF_VIRTUAL_IO calls = { streamLength, streamSeek, streamRead, streamWrite, streamTell };
-    return sf_open_virtual( &calls, mode, &info, &stream );
+    SF_VIRTUAL_IO functions = { ioLength, ioSeek, ioRead, ioWrite, ioTell };
+    return sf_open_virtual( &functions, mode, &info, &io );
 }
 
-// Raw bytes of most containers lie in the file's own order, which libsndfile tells only by way of this processor's.
-static pcm::Encoding byteOrder( SNDFILE *sound, pcm::Encoding encoding )
+// Returns the byte order of raw data, which is that of the file in most containers. libsndfile reports it only
+// relative to the byte order of the processor.
+static pcm::Encoding rawByteOrder( SNDFILE *sndfile, pcm::Encoding encoding )
 {
     if ( encoding.sizeofSample() == 1 ) return {};
-    bool swapped = sf_command( sound, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0 );
+    bool swapped = sf_command( sndfile, SFC_RAW_DATA_NEEDS_ENDSWAP, nullptr, 0 );
     bool big = swapped != ( std::endian::native == std::endian::big );
     return big ? pcm::Encoding::bigEndian : pcm::Encoding::littleEndian;
 }
 
-// The encoding of the bytes that raw reading gives, without byte order; 0 where libsndfile has to decode.
+// Returns the encoding of raw data without byte order, or 0 if libsndfile has to decode the file.
 static pcm::Encoding rawEncoding( int format )
 {
-    static constexpr int plain[] = { SF_FORMAT_WAV, SF_FORMAT_WAVEX, SF_FORMAT_AU, SF_FORMAT_AIFF, SF_FORMAT_W64,
+    static constexpr int rawFormats[] = { SF_FORMAT_WAV, SF_FORMAT_WAVEX, SF_FORMAT_AU, SF_FORMAT_AIFF, SF_FORMAT_W64,
         SF_FORMAT_RF64, SF_FORMAT_CAF };
-    for ( int major : plain ) {
-        if ( ( format & SF_FORMAT_TYPEMASK ) != major ) continue;
-        for ( const EncodingName &each : encodingNames )
-            if ( ( format & SF_FORMAT_SUBMASK ) == subtype( each.encoding ) ) return each.encoding;
+    for ( int majorFormat : rawFormats ) {
+        if ( ( format & SF_FORMAT_TYPEMASK ) != majorFormat ) continue;
+        for ( const EncodingName &entry : encodingNames )
+            if ( ( format & SF_FORMAT_SUBMASK ) == sndfileSubtype( entry.encoding ) ) return entry.encoding;
     }
     return {};
 }
 
-static pcm::Encoding nearestEncoding( int format )
+static pcm::Encoding closestEncoding( int format )
 {
     switch ( format & SF_FORMAT_SUBMASK ) {
     case SF_FORMAT_PCM_S8:
@@ -177,145 +180,148 @@ static pcm::Encoding nearestEncoding( int format )
     }
 }
 
-static std::string soundName( int format )
+static std::string formatDescription( int format )
 {
-    SF_FORMAT_INFO major = {}, minor = {};
-    major.format = format & SF_FORMAT_TYPEMASK;
-    minor.format = format & SF_FORMAT_SUBMASK;
-    bool known = !sf_command( nullptr, SFC_GET_FORMAT_INFO, &major, sizeof major ) &&
-                 !sf_command( nullptr, SFC_GET_FORMAT_INFO, &minor, sizeof minor );
-    return known ? std::string( major.name ) + ", " + minor.name : "decoded by libsndfile";
+    SF_FORMAT_INFO majorInfo = {}, subtypeInfo = {};
+    majorInfo.format = format & SF_FORMAT_TYPEMASK;
+    subtypeInfo.format = format & SF_FORMAT_SUBMASK;
+    bool found = !sf_command( nullptr, SFC_GET_FORMAT_INFO, &majorInfo, sizeof majorInfo ) &&
+                 !sf_command( nullptr, SFC_GET_FORMAT_INFO, &subtypeInfo, sizeof subtypeInfo );
+    return found ? std::string( majorInfo.name ) + ", " + subtypeInfo.name : "decoded by libsndfile";
 }
 
-void AudioReader::openFile()
+// Returns the size in bytes.
+int64_t AudioReader::openFile()
 {
+    // Opening a pipe would block.
+    if ( isSpecialFile( path ) ) fail( "cannot open " + path + ": not a regular file" );
     file.reset( std::fopen( path.c_str(), "rb" ) );
     struct stat info;
-    if ( !file || fstat( fileno( file.get() ), &info ) ) failSystem( "cannot open " + path, errno );
+    if ( !file || fstat( fileno( file.get() ), &info ) ) failWithErrno( "cannot open " + path, errno );
     if ( !S_ISREG( info.st_mode ) ) fail( "cannot open " + path + ": not a regular file" );
-    length = info.st_size;
+    return info.st_size;
 }
 
 AudioReader::AudioReader( const std::string &path ) : path( path )
 {
-    if ( isSpecialFile( path ) ) fail( "cannot open " + path + ": not a regular file" ); // a pipe would wait
     openFile();
-    stream.file = file.get();
+    io.file = file.get();
     SF_INFO info = {};
-    sound.reset( openSound( stream, SFM_READ, info ) );
-    if ( stream.error ) failSystem( "cannot read " + path, stream.error );
-    if ( !sound ) fail( path + " is not audio that can be read: " + sf_strerror( nullptr ) );
-    describe( info );
+    sndfile.reset( openVirtual( io, SFM_READ, info ) );
+    if ( io.error ) failWithErrno( "cannot read " + path, io.error );
+    if ( !sndfile ) fail( "cannot read " + path + ": not a supported audio file: " + sf_strerror( nullptr ) );
+    readHeader( info );
 }
 
-void AudioReader::describe( const SF_INFO &info )
+void AudioReader::readHeader( const SF_INFO &info )
 {
-    if ( info.samplerate < 1 || info.samplerate > highestRate || info.channels < 1 || info.channels > mostChannels )
-        fail( path + " is not audio that can be read: rate " + std::to_string( info.samplerate ) + ", channels " +
-              std::to_string( info.channels ) );
-    layout = { rawEncoding( info.format ), info.samplerate, info.channels };
-    near = layout.encoding ? layout.encoding : nearestEncoding( info.format );
-    if ( layout.encoding ) layout.encoding |= byteOrder( sound.get(), layout.encoding );
-    name = layout.encoding ? encodingName( layout.encoding ) : soundName( info.format );
-    length = info.frames;
+    if ( info.samplerate < 1 || info.samplerate > maxRate || info.channels < 1 || info.channels > maxChannels )
+        fail( "cannot read " + path + ": unsupported sample rate or number of channels: " +
+              std::to_string( info.samplerate ) + " Hz, " + std::to_string( info.channels ) + " channel(s)" );
+    fileFormat = { rawEncoding( info.format ), info.samplerate, info.channels };
+    nearest = fileFormat.encoding ? fileFormat.encoding : closestEncoding( info.format );
+    if ( fileFormat.encoding ) fileFormat.encoding |= rawByteOrder( sndfile.get(), fileFormat.encoding );
+    description = fileFormat.encoding ? encodingName( fileFormat.encoding ) : formatDescription( info.format );
+    frameCount = info.frames;
 }
 
 AudioReader::AudioReader( const std::string &path, const AudioFormat &format )
-    : path( path ), layout( format ), near( format.encoding ), name( encodingName( format.encoding ) )
+    : path( path ), fileFormat( format ), nearest( format.encoding ), description( encodingName( format.encoding ) )
 {
-    if ( isSpecialFile( path ) ) fail( "cannot open " + path + ": not a regular file" );
-    openFile();
-    int64_t frameSize = format.encoding.sizeofFrame( format.channels );
-    if ( length % frameSize )
-        fail( path + " holds no whole number of frames: " + std::to_string( length ) + " bytes, " +
-              std::to_string( frameSize ) + " a frame" );
-    length /= frameSize;
+    int64_t size = openFile(), frameSize = format.encoding.sizeofFrame( format.channels );
+    if ( size % frameSize )
+        fail( "cannot read " + path + ": its size, " + std::to_string( size ) +
+              " bytes, is not a multiple of the frame size, " + std::to_string( frameSize ) +
+              " bytes; check --input-encoding and --channels" );
+    frameCount = size / frameSize;
 }
 
 int64_t AudioReader::readBytes( void *dest, int64_t frames, int64_t bytes )
 {
-    if ( !sound ) {
+    if ( !sndfile ) {
         size_t done = std::fread( dest, 1, size_t( bytes ), file.get() );
-        if ( std::ferror( file.get() ) ) failSystem( "cannot read " + path, errno );
+        if ( std::ferror( file.get() ) ) failWithErrno( "cannot read " + path, errno );
         return int64_t( done );
     }
-    int64_t done = layout.encoding
-                       ? sf_read_raw( sound.get(), dest, bytes )
-                       : sf_readf_float( sound.get(), static_cast<float *>( dest ), frames ) * ( bytes / frames );
-    if ( stream.error ) failSystem( "cannot read " + path, stream.error );
-    if ( sf_error( sound.get() ) ) fail( path + " is damaged: " + sf_strerror( sound.get() ) );
+    int64_t done = fileFormat.encoding
+                       ? sf_read_raw( sndfile.get(), dest, bytes )
+                       : sf_readf_float( sndfile.get(), static_cast<float *>( dest ), frames ) * ( bytes / frames );
+    if ( io.error ) failWithErrno( "cannot read " + path, io.error );
+    if ( sf_error( sndfile.get() ) )
+        fail( "cannot read " + path + ": damaged file: " + sf_strerror( sndfile.get() ) );
     return done;
 }
 
-pcm::Buffer AudioReader::read( int64_t wanted )
+pcm::Buffer AudioReader::read( int64_t maxFrames )
 {
-    wanted = std::min( wanted, length - position );
-    if ( wanted <= 0 ) return pcm::Buffer::use( nullptr, 0 );
-    int64_t frameSize = layout.encoding.sizeofFrame( layout.channels );
-    auto block = pcm::allocate<std::byte>( wanted * frameSize );
-    int64_t frames = readBytes( block.get(), wanted, wanted * frameSize ) / frameSize; // part of a frame is dropped
+    maxFrames = std::min( maxFrames, frameCount - position );
+    if ( maxFrames <= 0 ) return pcm::Buffer::use( nullptr, 0 );
+    int64_t frameSize = fileFormat.encoding.sizeofFrame( fileFormat.channels );
+    auto block = pcm::allocate<std::byte>( maxFrames * frameSize );
+    int64_t frames = readBytes( block.get(), maxFrames, maxFrames * frameSize ) / frameSize; // whole frames only
     if ( frames <= 0 ) return pcm::Buffer::use( nullptr, 0 );
     position += frames;
     return pcm::Buffer::use( std::move( block ), frames * frameSize );
 }
 
-int64_t AudioReader::skip( int64_t wanted )
+int64_t AudioReader::skip( int64_t maxFrames )
 {
-    wanted = std::min( wanted, length - position );
-    int64_t frameSize = layout.encoding.sizeofFrame( layout.channels );
-    if ( sound && !layout.encoding ) return 0;
-    bool failed = sound ? sf_seek( sound.get(), position + wanted, SEEK_SET ) < 0
-                        : fseeko( file.get(), ( position + wanted ) * frameSize, SEEK_SET ) != 0;
-    if ( failed ) fail( "cannot read " + path + " from frame " + std::to_string( position + wanted ) + " on" );
-    position += wanted;
-    return wanted;
+    maxFrames = std::min( maxFrames, frameCount - position );
+    int64_t frameSize = fileFormat.encoding.sizeofFrame( fileFormat.channels );
+    if ( sndfile && !fileFormat.encoding ) return 0;
+    bool failed = sndfile ? sf_seek( sndfile.get(), position + maxFrames, SEEK_SET ) < 0
+                          : fseeko( file.get(), ( position + maxFrames ) * frameSize, SEEK_SET ) != 0;
+    if ( failed ) fail( "cannot read " + path + ": cannot seek to frame " + std::to_string( position + maxFrames ) );
+    position += maxFrames;
+    return maxFrames;
 }
 
 AudioWriter::AudioWriter( const std::string &path, const Container &container, const AudioFormat &format )
-    : container( container ), layout( format ), output( ( needHolding( path, container, format ), path ) )
+    : container( container ), fileFormat( format ), output( ( checkFormat( path, container, format ), path ) )
 {
-    if ( !container.major ) return;
-    stream.file = output.file();
-    SF_INFO info = soundInfo( container, format );
-    sound.reset( openSound( stream, SFM_WRITE, info ) );
-    check( sound != nullptr );
-    sf_command( sound.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE ); // libsndfile sees no samples, only bytes
-    // The header is shorter now: what is left of the longer one would stand behind a few samples. It is written again
-    // at the end.
-    if ( std::fflush( stream.file ) || ( !isSpecialFile( path ) && ftruncate( fileno( stream.file ), 0 ) ) )
+    if ( !container.majorFormat ) return;
+    io.file = output.file();
+    SF_INFO info = sndfileInfo( container, format );
+    sndfile.reset( openVirtual( io, SFM_WRITE, info ) );
+    check( sndfile != nullptr );
+    // libsndfile sees only encoded bytes, so it cannot compute the peak.
+    sf_command( sndfile.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE );
+    // Without the PEAK chunk, the header is shorter. Truncate the file, or the end of the first header would remain
+    // after a very short stream. libsndfile writes the header again when it closes the file.
+    if ( std::fflush( io.file ) || ( !isSpecialFile( path ) && ftruncate( fileno( io.file ), 0 ) ) )
         output.failWriting( errno );
-    layout.encoding = ( format.encoding & ~byteOrders ) | byteOrder( sound.get(), format.encoding );
+    fileFormat.encoding = ( format.encoding & ~byteOrderFlags ) | rawByteOrder( sndfile.get(), format.encoding );
 }
 
-void AudioWriter::check( bool good )
+void AudioWriter::check( bool success )
 {
-    if ( stream.error ) output.failWriting( stream.error );
-    if ( !good ) fail( "cannot write " + output.path() + ": " + sf_strerror( sound.get() ) );
+    if ( io.error ) output.failWriting( io.error );
+    if ( !success ) fail( "cannot write " + output.path() + ": " + sf_strerror( sndfile.get() ) );
 }
 
-void AudioWriter::needRoom( double bytes ) const
+void AudioWriter::checkSpace( double bytes ) const
 {
-    if ( double( written ) + bytes > double( container.mostBytes ) )
-        fail( "cannot write " + output.path() + ": too long for the container " + container.name +
-              ", which holds 4 GiB; w64, rf64 and caf hold more" );
+    if ( double( bytesWritten ) + bytes > double( container.maxBytes ) )
+        fail( "cannot write " + output.path() + ": too long for a file of type " + container.name +
+              ", which is limited to 4 GiB; use w64, rf64 or caf" );
 }
 
 void AudioWriter::write( const pcm::Buffer &bytes )
 {
     int64_t length = bytes.length();
-    needRoom( double( length ) );
-    if ( sound )
-        check( sf_write_raw( sound.get(), bytes.bytes().data(), length ) == length );
+    checkSpace( double( length ) );
+    if ( sndfile )
+        check( sf_write_raw( sndfile.get(), bytes.bytes().data(), length ) == length );
     else
         output.write( bytes.bytes().data(), length );
-    written += length;
+    bytesWritten += length;
 }
 
 void AudioWriter::finish()
 {
-    if ( sound ) {
-        int error = sf_close( sound.release() );
-        if ( stream.error ) output.failWriting( stream.error );
+    if ( sndfile ) {
+        int error = sf_close( sndfile.release() );
+        if ( io.error ) output.failWriting( io.error );
         if ( error ) fail( "cannot write " + output.path() + ": " + sf_error_number( error ) );
     }
     output.commit();

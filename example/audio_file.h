@@ -1,7 +1,8 @@
 #ifndef AUDIO_FILE_H
 #define AUDIO_FILE_H
 
-// Audio files as streams of encoded bytes. libsndfile knows the containers; the samples are left to the caller.
+// Reads and writes audio files as streams of encoded bytes. libsndfile parses the containers; the caller decodes and
+// encodes the samples.
 
 #include "encoding_name.h"
 #include "output_file.h"
@@ -11,45 +12,45 @@
 
 namespace host {
 
-constexpr int64_t highestRate = 1000000000;
-constexpr int64_t mostChannels = 1024;
+constexpr int64_t maxRate = 1000000000;
+constexpr int64_t maxChannels = 1024;
 
-/// What the bytes of a stream are.
+/// The format of a stream of encoded bytes.
 struct AudioFormat {
-    pcm::Encoding encoding; ///< 0: floats as libsndfile gives them
+    pcm::Encoding encoding; ///< 0: floats, as decoded by libsndfile
     int64_t rate;
     int64_t channels;
 };
 
-/// A kind of file that can be written.
+/// A file format for output.
 struct Container {
     const char *name;
-    const char *otherName; ///< another extension for the same, or null
-    int major;             ///< libsndfile's format; 0: headerless
-    int64_t mostBytes;     ///< that its size fields can tell
+    const char *alias; ///< another extension of the same format, or null
+    int majorFormat;   ///< the SF_FORMAT_* constant of libsndfile; 0: headerless
+    int64_t maxBytes;  ///< the largest size of the audio data that its header can express
 };
 
-/// The container of a name such as "wav", or else the one that a file's name asks for; without an extension, devices
-/// and pipes are headerless.
-const Container &containerFor( const std::string &path, const std::string &name );
+/// Returns the container called `name`, such as "wav". If `name` is empty, selects it by the extension of `path`;
+/// devices and pipes without an extension are headerless. Fails if there is no such container.
+const Container &selectContainer( const std::string &path, const std::string &name );
 
-/// Whether files of a container hold samples of an encoding.
-bool containerHolds( const Container &container, const AudioFormat &format );
+/// Returns whether the container can store audio in this format.
+bool supportsFormat( const Container &container, const AudioFormat &format );
 
-/// The way of libsndfile to a stream, which may be a device. Keeps the first error of the system.
-struct SoundStream {
+/// The user data of libsndfile's virtual I/O functions. `file` may be a device.
+struct VirtualIo {
     std::FILE *file;
-    int error = 0;
+    int error = 0; ///< errno of the first failed operation
 };
 
-struct SoundFileClose {
+struct SndfileCloser {
     void operator()( SNDFILE *file ) const { sf_close( file ); }
 };
-using SoundFile = std::unique_ptr<SNDFILE, SoundFileClose>;
+using SndfilePtr = std::unique_ptr<SNDFILE, SndfileCloser>;
 
 class AudioReader {
 public:
-    /// Opens a file that tells what it holds.
+    /// Opens a file whose header describes its format.
     explicit AudioReader( const std::string &path );
 
     /// Opens a headerless file.
@@ -57,65 +58,67 @@ public:
 
     AudioReader( const AudioReader & ) = delete;
 
-    bool isRaw() const { return !sound; }
-    const AudioFormat &format() const { return layout; }
+    const AudioFormat &format() const { return fileFormat; }
 
-    /// Their number, or the largest number there is where a damaged file doesn't tell.
-    int64_t frames() const { return length; }
+    /// The number of frames, or the largest int64_t if a damaged file does not specify it.
+    int64_t frames() const { return frameCount; }
 
-    /// The encoding nearest to what the file holds, in no particular byte order; headerless files keep theirs.
-    pcm::Encoding nearest() const { return near; }
+    /// The encoding that is closest to that of the file, without a byte order. For headerless files, the encoding
+    /// itself.
+    pcm::Encoding nearestEncoding() const { return nearest; }
 
-    /// The name of the encoding, for the user.
-    const std::string &encoding() const { return name; }
+    /// The name of the file's encoding, for messages.
+    const std::string &encodingDescription() const { return description; }
 
-    /// Up to `wanted` frames, in the encoding of `format`; fewer only at the end, where the buffer is empty at last.
-    pcm::Buffer read( int64_t wanted );
+    /// Reads up to `maxFrames` frames in the encoding of `format()`. Returns fewer only at the end of the file, and
+    /// an empty buffer after that.
+    pcm::Buffer read( int64_t maxFrames );
 
-    /// Passes over frames where that can be done exactly without decoding; returns how many were passed over.
-    int64_t skip( int64_t wanted );
+    /// Skips up to `maxFrames` frames and returns how many were skipped. Returns 0 if libsndfile decodes the file,
+    /// because seeking can be inexact there.
+    int64_t skip( int64_t maxFrames );
 
 private:
-    void openFile();
-    void describe( const SF_INFO &info );
+    int64_t openFile();
+    void readHeader( const SF_INFO &info );
     int64_t readBytes( void *dest, int64_t frames, int64_t bytes );
 
     std::string path;
     std::unique_ptr<std::FILE, int ( * )( std::FILE * )> file{ nullptr, std::fclose };
-    SoundStream stream{};
-    SoundFile sound;
-    AudioFormat layout{};
-    int64_t length = 0;
+    VirtualIo io{};
+    SndfilePtr sndfile; // null for headerless files
+    AudioFormat fileFormat{};
+    int64_t frameCount = 0;
     int64_t position = 0;
-    pcm::Encoding near;
-    std::string name;
+    pcm::Encoding nearest;
+    std::string description;
 };
 
 class AudioWriter {
 public:
-    /// Begins a file; fails, before anything is touched, if the container can't hold the format.
+    /// Starts a file. Fails before it creates anything if the container does not support the format.
     AudioWriter( const std::string &path, const Container &container, const AudioFormat &format );
 
-    /// The format with the byte order that the container has; what is written must be in this encoding.
-    const AudioFormat &format() const { return layout; }
+    /// The requested format, with the byte order of the container. Data passed to `write` must be in this encoding.
+    const AudioFormat &format() const { return fileFormat; }
 
-    /// Fails if the container has no room for so many bytes more.
-    void needRoom( double bytes ) const;
+    /// Fails if the container cannot store this many more bytes.
+    void checkSpace( double bytes ) const;
 
     void write( const pcm::Buffer &bytes );
 
-    /// Completes the file and gives it its name. Without this nothing is left of it.
+    /// Completes the file and moves it to its path. If `finish` is not called, the file is discarded.
     void finish();
 
 private:
-    void check( bool good );
+    void check( bool success );
 
     const Container &container;
-    AudioFormat layout;
+    AudioFormat fileFormat;
     OutputFile output;
-    SoundStream stream{};
-    SoundFile sound;
-    int64_t written = 0;
+    VirtualIo io{};
+    SndfilePtr sndfile; // null for headerless files
+    int64_t bytesWritten = 0;
 };
 
 } // namespace host

@@ -5,7 +5,7 @@
 
 namespace host {
 
-/// Short names of encodings, in the order in which they are listed for the user.
+/// The short names of encodings, in the order in which messages list them.
 struct EncodingName {
     const char *name;
     pcm::Encoding encoding;
@@ -21,12 +21,12 @@ inline constexpr EncodingName encodingNames[] = {
     { "mulaw", pcm::Encoding::mulaw },
 };
 
-inline constexpr pcm::Encoding byteOrders = pcm::Encoding::bigEndian | pcm::Encoding::littleEndian;
+inline constexpr pcm::Encoding byteOrderFlags = pcm::Encoding::bigEndian | pcm::Encoding::littleEndian;
 
-/// The word of a short name, or of flag names with bars between them; fails if there is any that isn't known.
-pcm::Encoding encodingFromName( const std::string &text );
+/// Parses a short name, or flag names separated by bars. Fails if a name is unknown.
+pcm::Encoding parseEncoding( const std::string &text );
 
-/// The short name of a word, with its byte order where it has an unusual one, or else its flag names.
+/// Returns the short name of an encoding, marked if it is big-endian, or its flag names if it has no short name.
 std::string encodingName( pcm::Encoding encoding );
 
 } // namespace host

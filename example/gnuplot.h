@@ -5,7 +5,7 @@
 
 namespace host {
 
-/// Runs gnuplot, which must be installed, on the text of a script, and writes what it draws to a file.
+/// Runs a gnuplot script and writes the image that it prints to `output`. Fails if gnuplot is not installed.
 void runGnuplot( const std::string &script, OutputFile &output );
 
 } // namespace host

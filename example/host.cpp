@@ -12,54 +12,55 @@
 
 namespace host {
 
-static volatile std::sig_atomic_t signalSeen;
+static volatile std::sig_atomic_t receivedSignal;
 
 struct Interrupted {};
 
 extern "C" {
-static void noteSignal( int number ) { signalSeen = number; }
+static void recordSignal( int number ) { receivedSignal = number; }
 }
 
-// Handlers do not restart calls of the system: one that waits, for instance for the reader of a pipe, returns.
-static void handleSignals()
+// The handlers are installed without SA_RESTART, so a blocked system call, such as a write to a full pipe, returns.
+static void installSignalHandlers()
 {
     struct sigaction action = {};
-    action.sa_handler = noteSignal;
+    action.sa_handler = recordSignal;
     for ( int number : { SIGINT, SIGTERM, SIGHUP } ) {
-        struct sigaction before;
-        sigaction( number, nullptr, &before );
-        if ( before.sa_handler != SIG_IGN ) sigaction( number, &action, nullptr );
+        struct sigaction previous;
+        sigaction( number, nullptr, &previous );
+        if ( previous.sa_handler != SIG_IGN ) sigaction( number, &action, nullptr );
     }
-    std::signal( SIGXFSZ, SIG_IGN ); // a file that may grow no further is an error of writing
+    std::signal( SIGXFSZ, SIG_IGN ); // report the file size limit as a write error
 }
 
-static void say( const CLI::App &app, const char *message )
+static void printError( const CLI::App &app, const char *message )
 {
     std::fprintf( stderr, "%s: %s\n", app.get_name().c_str(), message );
 }
 
 void fail( const std::string &message )
 {
-    stopIfInterrupted(); // what failed may only have been interrupted
+    stopIfInterrupted(); // the failure may only be an interrupted system call
     throw std::runtime_error( message );
 }
 
-void failSystem( const std::string &what, int error ) { fail( what + ": " + std::strerror( error ) ); }
+void failWithErrno( const std::string &message, int error ) { fail( message + ": " + std::strerror( error ) ); }
 
 void stopIfInterrupted()
 {
-    if ( signalSeen ) throw Interrupted();
+    if ( receivedSignal ) throw Interrupted();
 }
 
-static int guarded( const CLI::App &app, const std::function<void()> &work )
+// Returns the exit status.
+static int runTask( const CLI::App &app, const std::function<void()> &task )
 {
     try {
-        work();
-        if ( std::fflush( stdout ) ) fail( "cannot write to the standard output" );
+        task();
+        if ( std::fflush( stdout ) ) fail( "cannot write to standard output" );
         return 0;
     } catch ( const Interrupted & ) {
     } catch ( const std::exception &error ) {
-        say( app, error.what() );
+        printError( app, error.what() );
     }
     return 1;
 }
@@ -71,35 +72,36 @@ static std::string version()
            std::to_string( record.productVersionPatch );
 }
 
-int run( CLI::App &app, int argc, char **argv, const std::function<void()> &work )
+int run( CLI::App &app, int argc, char **argv, const std::function<void()> &task )
 {
     app.set_version_flag( "--version", app.get_name() + " " + version() );
-    app.footer( app.get_footer() + "\n\nExit status: 0 if all went well, 1 for any failure, with a line on the "
-                                   "standard error that names it; a signal\nends the program as such." );
+    app.footer( app.get_footer() + "\n\nExit status: 0 if successful, 1 for any failure, with a message on standard "
+                                   "error. A program that is\ninterrupted by a signal terminates by that signal." );
     try {
         app.parse( argc, argv );
-    } catch ( const CLI::Success &wish ) {
-        return app.exit( wish ); // --help, --version
+    } catch ( const CLI::Success &request ) {
+        return app.exit( request ); // --help, --version
     } catch ( const std::exception &error ) {
-        // CLI11 lets through that the value of a flag is too large.
-        say( app, dynamic_cast<const std::out_of_range *>( &error ) ? "a number is too large" : error.what() );
+        // CLI11 does not catch the std::out_of_range of a flag whose value is too large.
+        bool isRangeError = dynamic_cast<const std::out_of_range *>( &error );
+        printError( app, isRangeError ? "the value of an option is out of range" : error.what() );
         std::fprintf( stderr, "Try %s --help.\n", app.get_name().c_str() );
         return 1;
     }
-    handleSignals();
-    int64_t before = kit___ObjDbgLiveObjects();
+    installSignalHandlers();
+    int64_t liveObjects = kit___ObjDbgLiveObjects();
     int status;
     {
         pcm::Module module;
-        status = guarded( app, work );
+        status = runTask( app, task );
     }
-    if ( kit___ObjDbgLiveObjects() != before ) { // counted where the library was built for debugging
-        say( app, "objects were left behind" );
+    if ( kit___ObjDbgLiveObjects() != liveObjects ) { // only debug builds of the library count objects
+        printError( app, "internal error: library objects were not released" );
         status = 1;
     }
-    if ( signalSeen ) { // whoever waits for the program is to see what ended it
-        std::signal( signalSeen, SIG_DFL );
-        std::raise( signalSeen );
+    if ( receivedSignal ) { // terminate by the signal so that the parent process sees the cause
+        std::signal( receivedSignal, SIG_DFL );
+        std::raise( receivedSignal );
     }
     return status;
 }
@@ -111,40 +113,43 @@ std::string lower( std::string text )
     return text;
 }
 
-// Plain decimals: what the standard library takes beyond these, such as "nan", is no number for the user.
+// Plain decimals only. The standard library also accepts "nan", "inf" and hexadecimal numbers.
 bool parseNumber( const std::string &text, double &value )
 {
     return text.find_first_not_of( "0123456789.eE+-" ) == text.npos && CLI::detail::lexical_cast( text, value );
 }
 
-double secondsFrom( const std::string &option, const std::string &text )
+double parseSeconds( const std::string &option, const std::string &text )
 {
     double value;
     if ( !parseNumber( text, value ) || !( value >= 0 && value <= 1e9 ) )
-        fail( option + ": \"" + text + "\" is no time in seconds" );
+        fail( option + ": \"" + text + "\" is not a time in seconds from 0 to 1e9" );
     return value;
 }
 
-int64_t frameAt( const std::string &option, const std::string &text, int64_t rate )
+int64_t parseFramePosition( const std::string &option, const std::string &text, int64_t rate )
 {
-    return std::llround( secondsFrom( option, text ) * double( rate ) );
+    return std::llround( parseSeconds( option, text ) * double( rate ) );
 }
 
-double levelFrom( const std::string &option, const std::string &text, double most )
+double parseLevel( const std::string &option, const std::string &text, double max )
 {
     double value;
-    if ( !parseNumber( text, value ) || !( value >= -200 && value <= most ) )
-        fail( option + ": \"" + text + "\" is no level from -200 to " + fixed( most, 0 ) + " dB" );
+    if ( !parseNumber( text, value ) || !( value >= -200 && value <= max ) )
+        fail( option + ": \"" + text + "\" is not a level from -200 to " + formatFixed( max, 0 ) + " dB" );
     return value;
 }
 
-std::string fixed( double value, int decimals )
+std::string formatFixed( double value, int decimals )
 {
     char text[400];
     std::snprintf( text, sizeof text, "%.*f", decimals, value );
     return text;
 }
 
-std::string decibels( double gain ) { return fixed( pcm::decibelFromGain( std::min( gain, DBL_MAX ) ), 2 ) + " dB"; }
+std::string formatDecibels( double gain )
+{
+    return formatFixed( pcm::decibelFromGain( std::min( gain, DBL_MAX ) ), 2 ) + " dB";
+}
 
 } // namespace host

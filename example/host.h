@@ -1,7 +1,7 @@
 #ifndef HOST_H
 #define HOST_H
 
-// What the host programs share: errors, and the way a program runs.
+// Shared by all example programs: error handling, program start and end, and parsing and formatting of numbers.
 
 #include <pcm/pcm.hpp>
 
@@ -15,37 +15,39 @@ class App;
 
 namespace host {
 
-/// Ends the program's work with a line for the user, printed behind the program's name, and exit status 1.
+/// Aborts the program's task. `run` then prints "program: message" and returns exit status 1.
 [[noreturn]] void fail( const std::string &message );
 
-/// Ends it with the system's reason for the number of an error: "cannot write out.wav: No space left on device".
-[[noreturn]] void failSystem( const std::string &what, int error );
+/// Like `fail`, with the text of an errno value: "cannot write out.wav: No space left on device".
+[[noreturn]] void failWithErrno( const std::string &message, int error );
 
-/// Ends it, with all that it would leave behind, if the user or the system has asked for that by a signal.
+/// If a signal has asked the program to stop, aborts its task and discards unfinished output.
 void stopIfInterrupted();
 
-/// Parses the command line, to which it adds --version, runs `work` between start-up and shut-down of the library,
-/// and tells what went wrong. Returns the exit status: 0, or 1 for any failure.
-int run( CLI::App &app, int argc, char **argv, const std::function<void()> &work );
+/// Adds --version, parses the command line, and runs `task` between start-up and shut-down of the library. Prints
+/// errors to standard error. Returns the exit status: 0, or 1 for any failure.
+int run( CLI::App &app, int argc, char **argv, const std::function<void()> &task );
 
-/// Lower case, for ASCII letters.
+/// Converts ASCII letters to lower case.
 std::string lower( std::string text );
 
-/// Reads a decimal number; false if the text is none.
+/// Parses a decimal number. Returns false if the text is not a number.
 bool parseNumber( const std::string &text, double &value );
 
-/// A time in seconds, as the user has typed it for an option, and the frame there; fail if it is none.
-double secondsFrom( const std::string &option, const std::string &text );
-int64_t frameAt( const std::string &option, const std::string &text, int64_t rate );
+/// Parses a time in seconds. Fails with a message about `option` if the text is not a time.
+double parseSeconds( const std::string &option, const std::string &text );
 
-/// A level in dB, from -200 to `most`, as the user has typed it for an option; fails if it is none.
-double levelFrom( const std::string &option, const std::string &text, double most );
+/// Like `parseSeconds`, but returns the nearest frame.
+int64_t parseFramePosition( const std::string &option, const std::string &text, int64_t rate );
 
-/// A number with a fixed number of decimals.
-std::string fixed( double value, int decimals );
+/// Parses a level from -200 dB to `max` dB. Fails with a message about `option` if the text is not such a level.
+double parseLevel( const std::string &option, const std::string &text, double max );
 
-/// The level of a gain as text in dB. Whatever came out of a file will do, infinities included.
-std::string decibels( double gain );
+/// Formats a number with a fixed number of decimals.
+std::string formatFixed( double value, int decimals );
+
+/// Formats a gain in dB. Accepts any sample value that a file can contain, including infinity.
+std::string formatDecibels( double gain );
 
 } // namespace host
 

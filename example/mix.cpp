@@ -1,8 +1,8 @@
-// Joins recordings into one: what a conference or a player of prompts does.
+// Mixes recordings into one file, like a conference or a player of announcements.
 //
-// The road of a sample: encoded bytes of each file -> Packet::tryDecode -> Packet::adjustLevel ->
-// Packet::expandWithDownmix -> Src::write -> Src::gatherAdd onto the block of 20 ms that all share -> Packet::encode
-// -> encoded bytes of the output.
+// Data flow: encoded bytes of each file -> Packet::tryDecode -> Packet::adjustLevel -> Packet::expandWithDownmix ->
+// Src::write -> Src::gatherAdd, which adds to a shared block of 20 ms -> Packet::encode -> encoded bytes of the
+// output.
 
 #include "audio_file.h"
 #include "progress.h"
@@ -25,109 +25,111 @@ struct Options {
     std::optional<bool> progress;
 };
 
-static void declare( CLI::App &app, Options &options )
+static void addOptions( CLI::App &app, Options &options )
 {
     app.name( "mix" );
     app.footer(
-        "Behind the name of an input, \",level=DB\" makes it louder or, if negative, softer, and \",at=SECONDS\" "
-        "lets\n"
-        "it begin later. The output lasts until the last input has ended.\n"
+        "To change the level of an input, append \",level=DB\" to its name; to start it later, append\n"
+        "\",at=SECONDS\". The output ends when the last input ends.\n"
         "\n"
-        "An input with fewer channels than the output fills the others with the mean of those it has; one with more\n"
-        "becomes the mean of all its channels. Samples are summed as 32-bit floats; sums beyond full scale are\n"
-        "clipped where the encoding needs that, and the peak that is told at the end shows how far they went.\n"
+        "If an input has fewer channels than the output, each additional channel receives the mean of its\n"
+        "channels. If it has more, every output channel receives the mean of its channels. Samples are added as\n"
+        "32-bit floats. Sums that exceed full scale are clipped if the output encoding requires it; the summary\n"
+        "shows the peak before clipping.\n"
         "\n"
         "  mix call.wav caller.wav callee.wav\n"
         "  mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
         "  mix all.au a.wav,level=-6 b.wav,level=-6,at=0.75 --rate 8000 --channels 1 --encoding alaw\n"
         "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000 && mix both.wav line.wav b.wav" );
-    app.add_option( "OUTPUT", options.output, "what to write; its extension names the container" )->required();
-    app.add_option( "INPUT", options.inputs, "what to read, with a level and a start time where wanted" )->required();
-    app.add_option( "--container", options.container, "the container, whatever the output's name" );
-    app.add_option( "--rate", options.rate, "frames a second of the output; by default, the highest of the inputs" )
-        ->check( CLI::Range( int64_t( 1 ), highestRate ) );
-    app.add_option( "--channels", options.channels, "channels of the output; by default, the most of the inputs" )
-        ->check( CLI::Range( int64_t( 1 ), mostChannels ) );
-    app.add_option( "--encoding", options.encoding, "encoding of the output, int16 by default" );
-    app.add_option(
-        "--quality", options.quality, "of changes of rate: best, medium, fast (the default), hold, linear" );
-    addProgress( app, options.progress, "output" );
+    app.add_option( "OUTPUT", options.output, "output file; its extension selects the container" )->required();
+    app.add_option( "INPUT", options.inputs, "input files, optionally with a level and a start time" )->required();
+    app.add_option( "--container", options.container, "container of the output (default: by its extension)" );
+    app.add_option( "--rate", options.rate, "sample rate of the output in Hz (default: highest rate of the inputs)" )
+        ->check( CLI::Range( int64_t( 1 ), maxRate ) );
+    app.add_option( "--channels", options.channels, "channels of the output (default: most channels of the inputs)" )
+        ->check( CLI::Range( int64_t( 1 ), maxChannels ) );
+    app.add_option( "--encoding", options.encoding, "encoding of the output (default: int16)" );
+    app.add_option( "--quality", options.quality,
+        "quality of rate conversion: best, medium, fast, hold or linear (default: fast)" );
+    addProgressOption( app, options.progress, "output" );
 }
 
-// An input as the user tells it.
-struct Wish {
+// An INPUT argument.
+struct InputSpec {
     std::string path;
-    std::string level = "0", at = "0";
+    std::string level = "0", startTime = "0";
 };
 
-// What stands behind the last commas, so that names may hold commas too.
-static Wish wishFrom( const std::string &text )
+// Splits settings off from the end, because file names can contain commas.
+static InputSpec parseInputSpec( const std::string &text )
 {
-    Wish wish{ text };
-    bool hasLevel = false, hasAt = false;
-    for ( size_t comma; ( comma = wish.path.rfind( ',' ) ) != text.npos; wish.path.resize( comma ) ) {
-        std::string setting = wish.path.substr( comma + 1 );
-        bool isLevel = setting.starts_with( "level=" ), isAt = setting.starts_with( "at=" );
-        if ( !isLevel && !isAt ) break;
-        if ( std::exchange( isLevel ? hasLevel : hasAt, true ) ) fail( text + ": " + setting + " is told twice" );
-        ( isLevel ? wish.level : wish.at ) = setting.substr( setting.find( '=' ) + 1 );
+    InputSpec spec{ text };
+    bool hasLevel = false, hasStartTime = false;
+    for ( size_t comma; ( comma = spec.path.rfind( ',' ) ) != text.npos; spec.path.resize( comma ) ) {
+        std::string setting = spec.path.substr( comma + 1 );
+        bool isLevel = setting.starts_with( "level=" ), isStartTime = setting.starts_with( "at=" );
+        if ( !isLevel && !isStartTime ) break;
+        if ( std::exchange( isLevel ? hasLevel : hasStartTime, true ) )
+            fail( text + ": " + ( isLevel ? "level" : "at" ) + " is given twice" );
+        ( isLevel ? spec.level : spec.startTime ) = setting.substr( setting.find( '=' ) + 1 );
     }
-    return wish;
+    return spec;
 }
 
-// An input on its way to the mix, in the mix's channels and rate.
+// An input, converted to the channels and rate of the mix.
 class Track {
 public:
     explicit Track( const std::string &text )
-        : wish( wishFrom( text ) ), level( levelFrom( text, wish.level, 200 ) ), at( secondsFrom( text, wish.at ) ),
-          reader( wish.path )
+        : spec( parseInputSpec( text ) ), level( parseLevel( text, spec.level, 200 ) ),
+          startTime( parseSeconds( text, spec.startTime ) ), reader( spec.path )
     {
     }
 
-    const std::string &path() const { return wish.path; }
+    const std::string &path() const { return spec.path; }
     const AudioReader &source() const { return reader; }
 
-    void begin( pcm::SrcType converter, const AudioFormat &mix )
+    void start( pcm::SrcType quality, const AudioFormat &mix )
     {
         channels = mix.channels;
-        start = std::llround( at * double( mix.rate ) );
-        packet = packetFrames( reader.format().rate, mix.rate, std::max( channels, reader.format().channels ) );
-        resampler.emplace( converter, reader.format().rate, mix.rate, channels );
+        framesToStart = std::llround( startTime * double( mix.rate ) );
+        framesPerRead =
+            packetFrames( reader.format().rate, mix.rate, std::max( channels, reader.format().channels ) );
+        resampler.emplace( quality, reader.format().rate, mix.rate, channels );
     }
 
-    // Frames of the mix up to the end of this track, if its file tells its length.
+    // The frame of the mix at which this track ends, according to the header of its file. Call before `add`.
     double end( int64_t rate ) const
     {
-        return double( start ) + double( reader.frames() ) / double( reader.format().rate ) * double( rate );
+        return double( framesToStart ) + double( reader.frames() ) / double( reader.format().rate ) * double( rate );
     }
 
-    // Makes the track's part of the next block ready; returns how many frames the track has for it, with the silence
-    // before its start.
+    // Makes the track's part of the next block available. Returns the length of that part, including the silence
+    // before the start of the track.
     int64_t prepare( int64_t frames )
     {
-        lead = std::min( start, frames );
-        part = frames - lead;
-        while ( !ended && resampler->ready() < part ) read();
+        silentFrames = std::min( framesToStart, frames );
+        audioFrames = frames - silentFrames;
+        while ( !ended && resampler->available() < audioFrames ) read();
         if ( !ended ) return frames;
-        part = std::min( part, resampler->left() );
-        resampler->finish( part );
-        return lead + part;
+        audioFrames = std::min( audioFrames, resampler->remaining() );
+        resampler->flush( audioFrames );
+        return silentFrames + audioFrames;
     }
 
-    // Adds the part that was prepared.
+    // Adds the prepared part to the block.
     void add( std::span<PCM_SAMPLE> block )
     {
-        resampler->gatherAdd( block.subspan( size_t( lead * channels ) ), part );
-        start -= lead;
+        resampler->gatherAdd( block.subspan( size_t( silentFrames * channels ) ), audioFrames );
+        framesToStart -= silentFrames;
     }
 
-    int64_t written() const { return resampler->written(); }
+    int64_t framesRead() const { return resampler->framesIn(); }
 
 private:
     void read()
     {
-        auto pkt =
-            pcm::Packet::tryDecode( reader.read( packet ), reader.format().encoding, reader.format().channels );
+        auto pkt = pcm::Packet::tryDecode(
+            reader.read( framesPerRead ), reader.format().encoding, reader.format().channels );
         ended = !pkt || !pkt->frames();
         if ( ended ) return;
         if ( level != 0 ) pkt->adjustLevel( level );
@@ -135,13 +137,13 @@ private:
         resampler->write( *pkt );
     }
 
-    Wish wish;
-    double level, at;
+    InputSpec spec;
+    double level, startTime;
     AudioReader reader;
     std::optional<Resampler> resampler;
-    int64_t channels = 0, packet = 0;
-    int64_t start = 0; // frames of the mix that are still to pass before the track begins
-    int64_t lead = 0, part = 0;
+    int64_t channels = 0, framesPerRead = 0;
+    int64_t framesToStart = 0;                 // frames of the mix before the track starts
+    int64_t silentFrames = 0, audioFrames = 0; // the track's part of the next block
     bool ended = false;
 };
 
@@ -152,29 +154,31 @@ static Tracks openTracks( const Options &options )
     Tracks tracks;
     for ( const std::string &input : options.inputs ) {
         tracks.emplace_back( input );
-        if ( sameFile( tracks.back().path(), options.output ) ) fail( options.output + " is one of the inputs" );
+        if ( isSameFile( tracks.back().path(), options.output ) )
+            fail( "cannot write " + options.output + ": it is also an input" );
     }
     return tracks;
 }
 
 static AudioFormat outputFormat( const Options &options, const Tracks &tracks )
 {
-    AudioFormat most = { encodingFromName( options.encoding ), 0, 0 };
+    int64_t rate = 0, channels = 0;
     for ( const Track &track : tracks ) {
-        most.rate = std::max( most.rate, track.source().format().rate );
-        most.channels = std::max( most.channels, track.source().format().channels );
+        rate = std::max( rate, track.source().format().rate );
+        channels = std::max( channels, track.source().format().channels );
     }
-    return { most.encoding, options.rate.value_or( most.rate ), options.channels.value_or( most.channels ) };
+    return { parseEncoding( options.encoding ), options.rate.value_or( rate ),
+        options.channels.value_or( channels ) };
 }
 
-// The next block; without frames when all tracks have ended.
-static pcm::Packet nextBlock( Tracks &tracks, int64_t frames, int64_t channels )
+// Returns the next block, which is empty when all tracks have ended.
+static pcm::Packet nextBlock( Tracks &tracks, int64_t maxFrames, int64_t channels )
 {
-    int64_t reach = 0;
-    for ( Track &track : tracks ) reach = std::max( reach, track.prepare( frames ) );
+    int64_t frames = 0;
+    for ( Track &track : tracks ) frames = std::max( frames, track.prepare( maxFrames ) );
     pcm::Packet block( channels );
-    block.setFrames( reach ); // of silence
-    if ( !reach ) return block;
+    block.setFrames( frames ); // silence
+    if ( !frames ) return block;
     std::span<PCM_SAMPLE> samples = block.mutableSamples();
     for ( Track &track : tracks ) track.add( samples );
     return block;
@@ -182,43 +186,45 @@ static pcm::Packet nextBlock( Tracks &tracks, int64_t frames, int64_t channels )
 
 static void mix( const Options &options )
 {
-    pcm::SrcType converter = converterType( options.quality );
-    const Container &container = containerFor( options.output, options.container );
+    pcm::SrcType quality = parseQuality( options.quality );
+    const Container &container = selectContainer( options.output, options.container );
     Tracks tracks = openTracks( options );
-    AudioFormat out = outputFormat( options, tracks );
+    AudioFormat format = outputFormat( options, tracks );
     double end = 0;
     for ( Track &track : tracks ) {
-        track.begin( converter, out );
-        end = std::max( end, track.end( out.rate ) );
+        track.start( quality, format );
+        end = std::max( end, track.end( format.rate ) );
     }
 
-    AudioWriter writer( options.output, container, out );
-    writer.needRoom( end * double( out.encoding.sizeofFrame( out.channels ) ) );
-    int64_t done = 0;
+    AudioWriter writer( options.output, container, format );
+    writer.checkSpace( end * double( format.encoding.sizeofFrame( format.channels ) ) );
+    int64_t framesWritten = 0;
     float peak = 0;
     {
-        Progress progress( options.progress, end < 1e18 ? int64_t( end + 0.5 ) : -1, out.rate );
-        int64_t frames = packetFrames( out.rate, out.rate, out.channels );
-        for ( pcm::Packet block; block = nextBlock( tracks, frames, out.channels ), block.frames(); ) {
+        Progress progress( options.progress, end < 1e18 ? int64_t( end + 0.5 ) : -1, format.rate );
+        int64_t frames = packetFrames( format.rate, format.rate, format.channels );
+        for ( pcm::Packet block; block = nextBlock( tracks, frames, format.channels ), block.frames(); ) {
             stopIfInterrupted();
-            peak = highestOf( block, peak );
+            peak = updatedPeak( peak, block );
             writer.write( block.encode( writer.format().encoding ) );
-            progress.update( done += block.frames(), peak );
+            progress.update( framesWritten += block.frames(), peak );
         }
     }
     writer.finish();
 
     Report report( options.output );
     for ( const Track &track : tracks )
-        report.file( "in", track.written(), track.source().format(), track.source().encoding(), track.path() );
-    report.file( "out", done, writer.format(), encodingName( writer.format().encoding ), options.output );
-    report.peak( peak, writer.format().encoding );
+        report.printFile(
+            "in", track.framesRead(), track.source().format(), track.source().encodingDescription(), track.path() );
+    report.printFile(
+        "out", framesWritten, writer.format(), encodingName( writer.format().encoding ), options.output );
+    report.printPeak( peak, writer.format().encoding );
 }
 
 int main( int argc, char **argv )
 {
-    CLI::App app( "Joins recordings of any rates, channels and encodings into one." );
+    CLI::App app( "Mixes recordings of any rates, channels and encodings into one." );
     Options options;
-    declare( app, options );
+    addOptions( app, options );
     return run( app, argc, argv, [&] { mix( options ); } );
 }

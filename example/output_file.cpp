@@ -8,11 +8,11 @@
 
 namespace host {
 
-bool sameFile( const std::string &a, const std::string &b )
+bool isSameFile( const std::string &path1, const std::string &path2 )
 {
-    struct stat statA, statB;
-    return !stat( a.c_str(), &statA ) && !stat( b.c_str(), &statB ) && statA.st_dev == statB.st_dev &&
-           statA.st_ino == statB.st_ino;
+    struct stat info1, info2;
+    return !stat( path1.c_str(), &info1 ) && !stat( path2.c_str(), &info2 ) && info1.st_dev == info2.st_dev &&
+           info1.st_ino == info2.st_ino;
 }
 
 bool isSpecialFile( const std::string &path )
@@ -21,21 +21,21 @@ bool isSpecialFile( const std::string &path )
     return !stat( path.c_str(), &info ) && !S_ISREG( info.st_mode ) && !S_ISDIR( info.st_mode );
 }
 
-static std::string behindLinks( const std::string &path )
+static std::string resolveLinks( const std::string &path )
 {
     std::error_code error;
-    std::filesystem::path real = std::filesystem::canonical( path, error );
-    return error ? path : real.string();
+    std::filesystem::path resolved = std::filesystem::canonical( path, error );
+    return error ? path : resolved.string();
 }
 
-OutputFile::OutputFile( const std::string &path ) : name( path ), target( behindLinks( path ) )
+OutputFile::OutputFile( const std::string &path ) : requestedPath( path ), targetPath( resolveLinks( path ) )
 {
     struct stat info;
-    bool exists = !stat( target.c_str(), &info );
+    bool exists = !stat( targetPath.c_str(), &info );
     if ( exists && S_ISDIR( info.st_mode ) ) failWriting( EISDIR );
-    if ( exists && access( target.c_str(), W_OK ) ) failWriting( errno );
+    if ( exists && access( targetPath.c_str(), W_OK ) ) failWriting( errno );
     if ( exists && !S_ISREG( info.st_mode ) ) {
-        stream = std::fopen( target.c_str(), "wb" );
+        stream = std::fopen( targetPath.c_str(), "wb" );
         if ( !stream ) failWriting( errno );
         return;
     }
@@ -45,10 +45,10 @@ OutputFile::OutputFile( const std::string &path ) : name( path ), target( behind
 
 void OutputFile::openTemporary()
 {
-    std::filesystem::path folder = std::filesystem::path( target ).parent_path();
+    std::filesystem::path directory = std::filesystem::path( targetPath ).parent_path();
     for ( int number = 0; !stream; ++number ) {
-        temporary = folder / ( ".unfinished-" + std::to_string( getpid() ) + "-" + std::to_string( number ) );
-        stream = std::fopen( temporary.c_str(), "wbx" );
+        temporaryPath = directory / ( ".unfinished-" + std::to_string( getpid() ) + "-" + std::to_string( number ) );
+        stream = std::fopen( temporaryPath.c_str(), "wbx" );
         if ( !stream && errno != EEXIST ) failWriting( errno );
     }
 }
@@ -56,10 +56,10 @@ void OutputFile::openTemporary()
 OutputFile::~OutputFile()
 {
     if ( stream ) std::fclose( stream );
-    if ( !temporary.empty() ) unlink( temporary.c_str() );
+    if ( !temporaryPath.empty() ) unlink( temporaryPath.c_str() );
 }
 
-void OutputFile::failWriting( int error ) const { failSystem( "cannot write " + name, error ); }
+void OutputFile::failWriting( int error ) const { failWithErrno( "cannot write " + requestedPath, error ); }
 
 void OutputFile::write( const void *bytes, int64_t length )
 {
@@ -69,10 +69,10 @@ void OutputFile::write( const void *bytes, int64_t length )
 void OutputFile::commit()
 {
     if ( std::fclose( std::exchange( stream, nullptr ) ) ) failWriting( errno );
-    if ( temporary.empty() ) return;
+    if ( temporaryPath.empty() ) return;
     stopIfInterrupted();
-    if ( std::rename( temporary.c_str(), target.c_str() ) ) failWriting( errno );
-    temporary.clear();
+    if ( std::rename( temporaryPath.c_str(), targetPath.c_str() ) ) failWriting( errno );
+    temporaryPath.clear();
 }
 
 } // namespace host

@@ -7,21 +7,22 @@
 
 namespace host {
 
-/// Whether two names stand for one file that is there, also by way of links.
-bool sameFile( const std::string &a, const std::string &b );
+/// Returns whether two paths lead to the same existing file, directly or through links.
+bool isSameFile( const std::string &path1, const std::string &path2 );
 
-/// Whether a name stands for something that is there and is neither file nor directory: a device or a pipe.
+/// Returns whether a path leads to something that exists and is neither a regular file nor a directory: a device or a
+/// pipe.
 bool isSpecialFile( const std::string &path );
 
-/// A file that is there as a whole or not at all: what is written goes to a temporary file beside it, which takes its
-/// name in `commit` and otherwise vanishes with the object. Only devices and pipes are written to directly.
+/// A file that is replaced atomically. Data goes to a temporary file in the same directory. `commit` renames it to
+/// its path; otherwise the destructor deletes it. Devices and pipes are written directly.
 class OutputFile {
 public:
     explicit OutputFile( const std::string &path );
     OutputFile( const OutputFile & ) = delete;
     ~OutputFile();
 
-    const std::string &path() const { return name; }
+    const std::string &path() const { return requestedPath; }
     std::FILE *file() const { return stream; }
     void write( const void *bytes, int64_t length );
     [[noreturn]] void failWriting( int error ) const;
@@ -30,9 +31,9 @@ public:
 private:
     void openTemporary();
 
-    std::string name;
-    std::string target;    // behind all symbolic links
-    std::string temporary; // empty for a device or a pipe
+    std::string requestedPath; // as given by the user
+    std::string targetPath;    // with all symbolic links resolved
+    std::string temporaryPath; // empty for a device or a pipe
     std::FILE *stream = nullptr;
 };
 

@@ -8,52 +8,56 @@
 
 namespace host {
 
-/// Measures a stream of any length in bounded memory: its level over the time and its mean spectrum. The channels are
-/// taken together. 0 dB is a sine at full scale.
+/// Measures the level over time and the mean spectrum of a stream of any length, in bounded memory. The level is the
+/// mean over all channels, the spectrum is that of their mean. 0 dB is a full-scale sine.
 class Meter {
 public:
     explicit Meter( int64_t rate ) : rate( rate ) {}
 
     void add( const pcm::Packet &pkt );
 
-    /// Lines of seconds and decibels.
+    /// Returns lines of the form "SECONDS DECIBELS".
     std::string levels() const;
 
-    /// Lines of hertz and decibels; silence for a stream that is shorter than the window.
+    /// Returns lines of the form "HERTZ DECIBELS". The spectrum of a stream that is shorter than the window is
+    /// silence.
     std::string spectrum() const;
 
     const int64_t rate;
 
 private:
-    static constexpr size_t window = 1024, mostParts = 1600;
+    static constexpr size_t windowSize = 1024, maxBlocks = 1600;
 
     void addFrame( double power, double mean );
-    void transform();
+    void addSpectrum();
 
-    // Powers of parts of one length, which doubles when they become too many.
-    std::vector<double> parts;
-    int64_t partFrames = 128, framesInPart = 0;
-    double partPower = 0;
+    // The mean power of each block. When there are too many blocks, pairs are merged and the block length doubles.
+    std::vector<double> blockPowers;
+    int64_t blockFrames = 128, framesInBlock = 0;
+    double powerSum = 0; // of the current block
 
-    std::vector<double> recent, powers = std::vector<double>( window / 2 + 1 );
-    int64_t transforms = 0;
+    std::vector<double> window, binPowers = std::vector<double>( windowSize / 2 + 1 );
+    int64_t spectrumCount = 0;
 };
 
-/// A picture of what comes in and what goes out, drawn by gnuplot.
+/// An image of the level and spectrum of the input and the output, drawn by gnuplot.
 class Plot {
 public:
-    /// Fails where the picture can't be written.
-    Plot( const std::string &path, int64_t inRate, int64_t outRate ) : in( inRate ), out( outRate ), output( path ) {}
+    /// Fails if the image cannot be written.
+    Plot( const std::string &path, int64_t inRate, int64_t outRate )
+        : input( inRate ), output( outRate ), image( path )
+    {
+    }
 
     void draw();
 
-    /// Gives the picture its name.
-    void finish() { output.commit(); }
+    /// Moves the image to its path.
+    void finish() { image.commit(); }
 
-    Meter in, out;
+    Meter input, output;
 
 private:
-    OutputFile output;
+    OutputFile image;
 };
 
 } // namespace host

@@ -7,18 +7,19 @@
 
 namespace host {
 
-static constexpr int64_t longSeconds = 60;
+static constexpr int64_t longStreamSeconds = 60;
 
-void addProgress( CLI::App &app, std::optional<bool> &wish, const std::string &longWork )
+void addProgressOption( CLI::App &app, std::optional<bool> &setting, const std::string &stream )
 {
-    // By a function, since CLI11 gives an option that isn't there the value false.
+    // Uses a callback, because add_flag sets the value to false if the option is absent.
     app.add_flag_function(
-        "--progress,!--no-progress", [&]( int64_t shown ) { wish = shown > 0; },
-        "show the progress, or don't; by default it is shown on a terminal if the " + longWork + " is long" );
+        "--progress,!--no-progress", [&]( int64_t value ) { setting = value > 0; },
+        "show or hide progress (default: show it on a terminal if the " + stream + " is long)" );
 }
 
-Progress::Progress( std::optional<bool> wish, int64_t totalFrames, int64_t rate )
-    : shown( wish.value_or( isatty( STDERR_FILENO ) && totalFrames / rate >= longSeconds ) ), total( totalFrames )
+Progress::Progress( std::optional<bool> setting, int64_t totalFrames, int64_t rate )
+    : enabled( setting.value_or( isatty( STDERR_FILENO ) && totalFrames / rate >= longStreamSeconds ) ),
+      totalFrames( totalFrames )
 {
 }
 
@@ -27,22 +28,23 @@ Progress::~Progress()
     if ( drawn ) std::fputc( '\n', stderr );
 }
 
-void Progress::update( int64_t done, double peak )
+void Progress::update( int64_t doneFrames, double peak )
 {
-    if ( !shown || ( Clock::now() < next && done != total ) ) return;
-    next = Clock::now() + std::chrono::milliseconds( 200 );
+    if ( !enabled || ( Clock::now() < nextUpdate && doneFrames != totalFrames ) ) return;
+    nextUpdate = Clock::now() + std::chrono::milliseconds( 200 );
     drawn = true;
-    std::fprintf( stderr, "\r%s  peak %s    ", timeLeft( done ).c_str(), decibels( peak ).c_str() );
+    std::fprintf( stderr, "\r%s  peak %s    ", progressText( doneFrames ).c_str(), formatDecibels( peak ).c_str() );
 }
 
-std::string Progress::timeLeft( int64_t done ) const
+std::string Progress::progressText( int64_t doneFrames ) const
 {
-    if ( total < 0 ) return std::to_string( done ) + " frames";
-    double part = total ? double( done ) / double( total ) : 1;
-    double passed = std::chrono::duration<double>( Clock::now() - start ).count();
-    long left = part > 0 ? long( passed / part - passed + 0.5 ) : 0;
+    if ( totalFrames < 0 ) return std::to_string( doneFrames ) + " frames";
+    double fraction = totalFrames ? double( doneFrames ) / double( totalFrames ) : 1;
+    double elapsed = std::chrono::duration<double>( Clock::now() - startTime ).count();
+    long secondsLeft = fraction > 0 ? long( elapsed / fraction - elapsed + 0.5 ) : 0;
     char text[80];
-    std::snprintf( text, sizeof text, "%5.1f %%  %ld:%02ld left", 100 * part, left / 60, left % 60 );
+    std::snprintf(
+        text, sizeof text, "%5.1f %%  %ld:%02ld left", 100 * fraction, secondsLeft / 60, secondsLeft % 60 );
     return text;
 }
 

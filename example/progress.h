@@ -8,31 +8,31 @@
 
 namespace host {
 
-/// The option for it. `longWork` is what may be long.
-void addProgress( CLI::App &app, std::optional<bool> &wish, const std::string &longWork );
+/// Adds --progress and --no-progress, which set `setting`. `stream` is "input" or "output", for the help text.
+void addProgressOption( CLI::App &app, std::optional<bool> &setting, const std::string &stream );
 
-/// One line on the standard error that tells how far the work is, how long it will take and the peak so far.
+/// A line on standard error that shows the progress, the remaining time and the peak so far.
 class Progress {
 public:
-    /// Without a wish it is shown on a terminal if the work is long.
-    /// Unknown totals are negative.
-    Progress( std::optional<bool> wish, int64_t totalFrames, int64_t rate );
+    /// Without a setting, the line is shown if standard error is a terminal and the stream is long. A negative
+    /// `totalFrames` means that the length is unknown.
+    Progress( std::optional<bool> setting, int64_t totalFrames, int64_t rate );
     Progress( const Progress & ) = delete;
     ~Progress();
 
-    /// Draws the line anew, a few times a second at most and when all is done.
+    /// Redraws the line, but no more often than a few times per second until all frames are done.
     void update( int64_t doneFrames, double peak );
 
 private:
     using Clock = std::chrono::steady_clock;
 
-    std::string timeLeft( int64_t done ) const;
+    std::string progressText( int64_t doneFrames ) const;
 
-    bool shown;
+    bool enabled;
     bool drawn = false;
-    int64_t total;
-    Clock::time_point start = Clock::now();
-    Clock::time_point next = start;
+    int64_t totalFrames;
+    Clock::time_point startTime = Clock::now();
+    Clock::time_point nextUpdate = startTime;
 };
 
 } // namespace host

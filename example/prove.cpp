@@ -1,7 +1,7 @@
-// Whether a converted recording is still the recording: prove SOURCE RESULT
+// Checks that a converted recording matches its source: prove SOURCE RESULT
 //
-// Resamples SOURCE by libsamplerate alone, called directly, to the rate of RESULT, and compares the first channels:
-// the length has to be right to the frame, and the correlation above 0.99.
+// Resamples SOURCE to the rate of RESULT with direct calls to libsamplerate and compares the first channels. The
+// lengths must be equal, and the correlation must be above 0.99.
 
 #include <samplerate.h>
 #include <sndfile.hh>
@@ -15,11 +15,11 @@ struct Recording {
     int rate;
 };
 
-static bool read( const char *path, Recording &recording )
+static bool readFirstChannel( const char *path, Recording &recording )
 {
     SndfileHandle file( path );
     if ( file.error() ) {
-        std::fprintf( stderr, "prove: %s: %s\n", path, file.strError() );
+        std::fprintf( stderr, "prove: cannot read %s: %s\n", path, file.strError() );
         return false;
     }
     std::vector<float> frame( size_t( file.channels() ) );
@@ -60,13 +60,13 @@ int main( int argc, char **argv )
         std::fprintf( stderr, "usage: prove SOURCE RESULT\n" );
         return 1;
     }
-    if ( !read( argv[1], source ) || !read( argv[2], result ) ) return 1;
+    if ( !readFirstChannel( argv[1], source ) || !readFirstChannel( argv[2], result ) ) return 1;
     std::vector<float> expected = resample( source, result.rate );
-    double alike = correlation( expected, result.samples );
-    bool length = expected.size() == result.samples.size();
+    double similarity = correlation( expected, result.samples );
+    bool lengthMatches = expected.size() == result.samples.size(), contentMatches = similarity > 0.99;
     std::printf( "length       %zu frames, expected %zu: %s\n", result.samples.size(), expected.size(),
-        length ? "right" : "wrong" );
-    std::printf( "correlation  %.6f with the source resampled directly: %s\n", alike,
-        alike > 0.99 ? "the speech is there" : "not the same" );
-    return length && alike > 0.99 ? 0 : 1;
+        lengthMatches ? "ok" : "FAILED" );
+    std::printf(
+        "correlation  %.6f with the directly resampled source: %s\n", similarity, contentMatches ? "ok" : "FAILED" );
+    return lengthMatches && contentMatches ? 0 : 1;
 }

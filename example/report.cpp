@@ -5,26 +5,29 @@
 
 namespace host {
 
-std::FILE *wordsBeside( const std::string &output ) { return sameFile( output, "/dev/stdout" ) ? stderr : stdout; }
+std::FILE *messageStream( const std::string &outputPath )
+{
+    return isSameFile( outputPath, "/dev/stdout" ) ? stderr : stdout;
+}
 
-void Report::file( const char *side, int64_t frames, const AudioFormat &format, const std::string &encoding,
+void Report::printFile( const char *direction, int64_t frames, const AudioFormat &format, const std::string &encoding,
     const std::string &path ) const
 {
-    std::fprintf( to, "%-4s %lld frames, %s s, %lld Hz, %lld channel%s, %s: %s\n", side, (long long)frames,
-        fixed( double( frames ) / double( format.rate ), 3 ).c_str(), (long long)format.rate,
+    std::fprintf( stream, "%-4s %lld frames, %s s, %lld Hz, %lld channel%s, %s: %s\n", direction, (long long)frames,
+        formatFixed( double( frames ) / double( format.rate ), 3 ).c_str(), (long long)format.rate,
         (long long)format.channels, format.channels == 1 ? "" : "s", encoding.c_str(), path.c_str() );
 }
 
-void Report::peak( double highest, pcm::Encoding encoding ) const
+void Report::printPeak( double peak, pcm::Encoding encoding ) const
 {
-    pcm::Encoding clipping = encoding.base() & ~pcm::Encoding::float32;
-    std::fprintf( to, "peak %s%s\n", decibels( highest ).c_str(),
-        highest > 1 && clipping ? " before it was clipped to full scale" : "" );
+    bool clips( encoding.base() & ~pcm::Encoding::float32 );
+    std::fprintf( stream, "peak %s%s\n", formatDecibels( peak ).c_str(),
+        peak > 1 && clips ? " before clipping to full scale" : "" );
 }
 
-float highestOf( const pcm::Packet &pkt, float peak )
+float updatedPeak( float peak, const pcm::Packet &pkt )
 {
-    for ( PCM_SAMPLE sample : pkt.samples() ) peak = std::max( peak, std::fabs( sample ) ); // a NaN stays out
+    for ( PCM_SAMPLE sample : pkt.samples() ) peak = std::max( peak, std::fabs( sample ) ); // ignores NaN
     return peak;
 }
 

@@ -5,28 +5,27 @@
 
 namespace host {
 
-/// Where a program's words go, so that they don't mix with what it writes: to the standard error if the output goes
-/// to the standard output.
-std::FILE *wordsBeside( const std::string &output );
+/// Returns the stream for messages: standard error if the output file is standard output, otherwise standard output.
+std::FILE *messageStream( const std::string &outputPath );
 
-/// Tells, when all is done, what was read and written.
+/// Prints a summary of what was read and written.
 class Report {
 public:
-    explicit Report( const std::string &output ) : to( wordsBeside( output ) ) {}
+    explicit Report( const std::string &outputPath ) : stream( messageStream( outputPath ) ) {}
 
-    /// A line about a file. `side`: "in" or "out".
-    void file( const char *side, int64_t frames, const AudioFormat &format, const std::string &encoding,
+    /// Prints a line about a file. `direction` is "in" or "out".
+    void printFile( const char *direction, int64_t frames, const AudioFormat &format, const std::string &encoding,
         const std::string &path ) const;
 
-    /// The highest magnitude of the samples that were encoded.
-    void peak( double highest, pcm::Encoding encoding ) const;
+    /// Prints the peak of the samples before they were encoded.
+    void printPeak( double peak, pcm::Encoding encoding ) const;
 
 private:
-    std::FILE *to;
+    std::FILE *stream;
 };
 
-/// The highest of a peak so far and the magnitudes in a packet.
-float highestOf( const pcm::Packet &pkt, float peak );
+/// Returns the larger of `peak` and the largest magnitude in the packet.
+float updatedPeak( float peak, const pcm::Packet &pkt );
 
 } // namespace host
 

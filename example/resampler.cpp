@@ -2,14 +2,14 @@
 
 namespace host {
 
-// Two frames at least: given a single one, libsamplerate's linear converter reads the one before.
+// At least two frames: given a single frame, the linear converter of libsamplerate reads the frame before it.
 int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels )
 {
-    int64_t growth = std::max( otherRate / rate, int64_t( 1 ) ), most = ( 1 << 20 ) / channels / growth;
-    return std::max( std::min( ( rate + 25 ) / 50, most ), int64_t( 2 ) );
+    int64_t expansion = std::max( otherRate / rate, int64_t( 1 ) ), limit = ( 1 << 20 ) / channels / expansion;
+    return std::max( std::min( ( rate + 25 ) / 50, limit ), int64_t( 2 ) );
 }
 
-pcm::SrcType converterType( const std::string &quality )
+pcm::SrcType parseQuality( const std::string &quality )
 {
     static const std::pair<const char *, pcm::SrcType> types[] = {
         { "best", pcm::SrcType::sincBestQuality },
@@ -20,30 +20,30 @@ pcm::SrcType converterType( const std::string &quality )
     };
     for ( const auto &[name, type] : types )
         if ( quality == name ) return type;
-    fail( "unknown quality \"" + quality + "\"; known are best, medium, fast, hold, linear" );
+    fail( "unknown quality \"" + quality + "\"; use one of best, medium, fast, hold, linear" );
 }
 
-static std::optional<pcm::Src> converter( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels )
+static std::optional<pcm::Src> createSrc( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels )
 {
     if ( inRate == outRate ) return std::nullopt;
     if ( !pcm::Src::isCompatible( outRate, inRate ) )
         fail( "libsamplerate cannot convert " + std::to_string( inRate ) + " Hz to " + std::to_string( outRate ) +
-              " Hz: the ratio is too far from 1" );
+              " Hz: the ratio is out of range; convert in two steps" );
     auto src = pcm::Src::tryCreate( type, outRate, inRate, channels );
     if ( !src )
         fail( "libsamplerate cannot convert " + std::to_string( channels ) +
-              " channels with this quality; hold and linear take more" );
+              " channels with this quality; use --quality hold or linear" );
     return src;
 }
 
 Resampler::Resampler( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels )
-    : inRate( inRate ), outRate( outRate ), inPacket( packetFrames( inRate, outRate, channels ) ), queue( channels ),
-      src( converter( type, inRate, outRate, channels ) )
+    : inRate( inRate ), outRate( outRate ), inPacketFrames( packetFrames( inRate, outRate, channels ) ),
+      queue( channels ), src( createSrc( type, inRate, outRate, channels ) )
 {
 }
 
-// Input frames times the ratio of the rates, rounded, without a product that could be too large.
-int64_t Resampler::due() const
+// The number of input frames times the ratio of the rates, rounded. Splitting the product avoids overflow.
+int64_t Resampler::expectedFrames() const
 {
     return inFrames / inRate * outRate + ( inFrames % inRate * outRate * 2 + inRate ) / ( 2 * inRate );
 }
@@ -52,20 +52,20 @@ void Resampler::write( const pcm::Packet &pkt )
 {
     inFrames += pkt.frames();
     queue.write( pkt );
-    while ( src && queue.frames() >= inPacket ) convert( inPacket );
+    while ( src && queue.frames() >= inPacketFrames ) convert( inPacketFrames );
 }
 
 void Resampler::convert( int64_t frames )
 {
     pcm::Packet pkt = queue.gather( frames );
-    if ( frames < inPacket ) pkt.setFrames( inPacket );
+    if ( frames < inPacketFrames ) pkt.setFrames( inPacketFrames );
     src->write( pkt );
 }
 
-// The converter holds frames back: silence behind the input makes it give what is still due.
-void Resampler::finish( int64_t frames )
+// The converter delays its output. Append silence to the input until it has returned all expected frames.
+void Resampler::flush( int64_t frames )
 {
-    while ( held() < frames ) convert( queue.frames() );
+    while ( buffered() < frames ) convert( queue.frames() );
 }
 
 pcm::Packet Resampler::gather( int64_t frames )

@@ -7,45 +7,46 @@
 
 namespace host {
 
-/// Frames of 20 ms, but no more samples than memory should be spent on, also where many come out for each that goes
-/// in.
+/// Returns the number of frames in 20 ms, limited so that neither a packet nor its conversion to `otherRate` needs
+/// much memory.
 int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels );
 
-/// The converter of a name such as "fast"; fails if there is none.
-pcm::SrcType converterType( const std::string &quality );
+/// Parses the argument of --quality, such as "fast". Fails if it is unknown.
+pcm::SrcType parseQuality( const std::string &quality );
 
-/// Takes packets of any length at one rate and gives any number of frames at another; a whole stream comes out at the
-/// length that the ratio of the rates asks for, to the frame. With equal rates it is just a queue.
+/// Converts the sample rate of a stream. Input packets and output packets may have any length. The output of a whole
+/// stream has exactly the length of the input times the ratio of the rates, rounded to a frame. With equal rates,
+/// this is just a queue.
 class Resampler {
 public:
-    /// Fails if there is no converter from one rate to the other, or none for so many channels.
+    /// Fails if libsamplerate does not support this ratio or this number of channels.
     Resampler( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels );
 
     void write( const pcm::Packet &pkt );
 
-    /// Frames that can be gathered.
-    int64_t ready() const { return std::min( held(), left() ); }
+    /// The number of frames that can be gathered now.
+    int64_t available() const { return std::min( buffered(), remaining() ); }
 
-    /// Frames that the input so far will give, less those that were gathered.
-    int64_t left() const { return due() - outFrames; }
+    /// The number of output frames for the input so far that have not been gathered yet.
+    int64_t remaining() const { return expectedFrames() - outFrames; }
 
-    /// Makes so many of the frames that are left ready, at the end of the input.
-    void finish( int64_t frames );
+    /// At the end of the input, makes `frames` of the remaining frames available.
+    void flush( int64_t frames );
 
     pcm::Packet gather( int64_t frames );
     void gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames );
 
-    int64_t written() const { return inFrames; }
-    int64_t gathered() const { return outFrames; }
+    int64_t framesIn() const { return inFrames; }
+    int64_t framesOut() const { return outFrames; }
 
 private:
-    int64_t held() const { return src ? src->frames() : queue.frames(); }
-    int64_t due() const;
+    int64_t buffered() const { return src ? src->frames() : queue.frames(); }
+    int64_t expectedFrames() const;
     void convert( int64_t frames );
 
     int64_t inRate, outRate;
-    int64_t inPacket;
-    pcm::Queue queue;            // frames that wait for a whole packet
+    int64_t inPacketFrames;
+    pcm::Queue queue;            // input that is not converted yet
     std::optional<pcm::Src> src; // none if the rates are equal
     int64_t inFrames = 0, outFrames = 0;
 };

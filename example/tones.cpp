@@ -1,6 +1,6 @@
 // Writes the tones of telephone networks: dial, busy and ring-back tones, DTMF digits and modulated tones.
 //
-// pcm::Tone, DualTone and ModulatedTone give the tones in packets of 20 ms, pcm::silence the pauses between them.
+// pcm::Tone, DualTone and ModulatedTone generate the tones in packets of 20 ms, and pcm::silence the pauses.
 
 #include "audio_file.h"
 #include "national_tones.h"
@@ -17,7 +17,7 @@
 using namespace host;
 
 struct Options {
-    std::string output, encoding = "int16", container, level = "-10", seconds = "10", on = "0.1", off = "0.1";
+    std::string output, encoding = "int16", container, level = "-10", duration = "10", on = "0.1", off = "0.1";
     std::string country, digits;
     int64_t rate = 8000, carrier = 0, modulation = 0;
 };
@@ -25,174 +25,179 @@ struct Options {
 static std::string countryNames()
 {
     std::string names;
-    for ( const Country &each : countries ) names += ( names.empty() ? "" : ", " ) + std::string( each.name );
+    for ( const Country &country : countries ) names += ( names.empty() ? "" : ", " ) + std::string( country.name );
     return names;
 }
 
 static const Country &findCountry( const std::string &name )
 {
-    for ( const Country &each : countries )
-        if ( lower( name ) == each.name ) return each;
-    fail( "unknown country \"" + name + "\"; known are " + countryNames() );
+    for ( const Country &country : countries )
+        if ( lower( name ) == country.name ) return country;
+    fail( "unknown country \"" + name + "\"; use one of " + countryNames() );
 }
 
 // ITU-T Q.23.
-static Tone dtmf( char key )
+static Tone dtmfTone( char digit )
 {
-    static constexpr char keys[] = "123A456B789C*0#D";
+    static constexpr char digits[] = "123A456B789C*0#D";
     static constexpr int64_t rows[] = { 697, 770, 852, 941 }, columns[] = { 1209, 1336, 1477, 1633 };
-    if ( key >= 'a' && key <= 'd' ) key = char( key - 'a' + 'A' );
-    const char *found = key ? std::strchr( keys, key ) : nullptr;
-    if ( !found ) fail( std::string( "no key \"" ) + key + "\"; the keys are 0 to 9, *, # and A to D" );
-    return both( rows[( found - keys ) / 4], columns[( found - keys ) % 4] );
+    if ( digit >= 'a' && digit <= 'd' ) digit = char( digit - 'a' + 'A' );
+    const char *found = digit ? std::strchr( digits, digit ) : nullptr;
+    if ( !found ) fail( std::string( "unknown digit \"" ) + digit + "\"; digits are 0 to 9, *, # and A to D" );
+    return dual( rows[( found - digits ) / 4], columns[( found - digits ) % 4] );
 }
 
-// A tone that sounds once, from phase 0 on and without a break.
-class Sound {
+// Generates one continuous tone that starts at phase 0.
+class ToneGenerator {
 public:
-    Sound( const Tone &tone, int64_t rate ) : mix( tone.mix )
+    ToneGenerator( const Tone &tone, int64_t rate ) : mix( tone.mix )
     {
-        needRate( mix == Tone::modulated ? tone.a + tone.b : std::max( tone.a, tone.b ), rate );
-        a = pcm::Tone::tryCreate( rate, tone.a ).value();
-        if ( mix != Tone::single ) b = pcm::Tone::tryCreate( rate, tone.b ).value();
+        checkRate( mix == Tone::modulated ? tone.f1 + tone.f2 : std::max( tone.f1, tone.f2 ), rate );
+        first = pcm::Tone::tryCreate( rate, tone.f1 ).value();
+        if ( mix != Tone::single ) second = pcm::Tone::tryCreate( rate, tone.f2 ).value();
     }
 
     pcm::Packet gather( int64_t frames )
     {
         switch ( mix ) {
-        case Tone::together: return pcm::DualTone{ a, b }.gather( frames );
-        case Tone::modulated: return pcm::ModulatedTone{ a, b }.gather( frames );
-        default: return a.gather( frames );
+        case Tone::dual: return pcm::DualTone{ first, second }.gather( frames );
+        case Tone::modulated: return pcm::ModulatedTone{ first, second }.gather( frames );
+        default: return first.gather( frames );
         }
     }
 
 private:
-    static void needRate( int64_t hertz, int64_t rate )
+    static void checkRate( int64_t hertz, int64_t rate )
     {
         if ( hertz >= rate - hertz )
-            fail( std::to_string( hertz ) + " Hz sound only at rates above " + std::to_string( 2 * hertz ) +
-                  " Hz; the rate is " + std::to_string( rate ) );
+            fail( "a tone of " + std::to_string( hertz ) + " Hz requires a --rate above " +
+                  std::to_string( 2 * hertz ) + " Hz, not " + std::to_string( rate ) );
     }
 
     Tone::Mix mix;
-    pcm::Tone a, b;
+    pcm::Tone first, second;
 };
 
-// Writes sounds and pauses one after the other, up to a length.
-class Player {
+// Writes a sequence of tones and pauses, up to a total length.
+class SequenceWriter {
 public:
-    Player( AudioWriter &writer, int64_t length, double level )
-        : writer( writer ), rate( writer.format().rate ), length( length ), level( level )
+    SequenceWriter( AudioWriter &writer, int64_t maxFrames, double level )
+        : writer( writer ), rate( writer.format().rate ), maxFrames( maxFrames ), level( level )
     {
     }
 
-    void sound( const Tone &tone, double seconds )
+    void writeTone( const Tone &tone, double seconds )
     {
-        Sound sound( tone, rate );
+        ToneGenerator generator( tone, rate );
         write( seconds, [&]( int64_t frames ) {
-            pcm::Packet pkt = sound.gather( frames );
+            pcm::Packet pkt = generator.gather( frames );
             pkt.adjustLevel( level );
             return pkt;
         } );
     }
 
-    void pause( double seconds )
+    void writePause( double seconds )
     {
         write( seconds, []( int64_t frames ) { return pcm::silence::gather( frames ); } );
     }
 
-    bool done() const { return position == length; }
-    int64_t written() const { return position; }
+    bool isComplete() const { return framesDone == maxFrames; }
+    int64_t framesWritten() const { return framesDone; }
 
 private:
-    // Ends are rounded to frames from the sum of the times, so that a cadence doesn't drift.
+    // Rounds the sum of the durations to a frame, not each duration, so that a cadence does not drift.
     template <class Gather> void write( double seconds, Gather gather )
     {
-        time += seconds;
-        int64_t end = int64_t( std::min( time * double( rate ) + 0.5, double( length ) ) );
-        while ( position < end ) {
+        endTime += seconds;
+        int64_t end = int64_t( std::min( endTime * double( rate ) + 0.5, double( maxFrames ) ) );
+        while ( framesDone < end ) {
             stopIfInterrupted();
-            int64_t frames = std::min( end - position, packetFrames( rate, rate, 1 ) );
+            int64_t frames = std::min( end - framesDone, packetFrames( rate, rate, 1 ) );
             writer.write( gather( frames ).encode( writer.format().encoding ) );
-            position += frames;
+            framesDone += frames;
         }
     }
 
     AudioWriter &writer;
-    int64_t rate, length, position = 0;
-    double level, time = 0;
+    int64_t rate, maxFrames, framesDone = 0;
+    double level, endTime = 0;
 };
 
-static void repeat( Player &player, const Signal &signal, double seconds )
+static void writeSignal( SequenceWriter &writer, const Signal &signal, double duration )
 {
-    bool pauses = signal.cadence[1] > 0;
-    for ( size_t i = 0; !player.done(); i = ( i + 2 ) % signal.cadence.size() ) {
-        if ( pauses && signal.cadence[i] == 0 ) continue;
-        player.sound( signal.tone, pauses ? signal.cadence[i] : seconds );
-        player.pause( signal.cadence[i + 1] );
+    bool isContinuous = signal.cadence[1] == 0;
+    for ( size_t i = 0; !writer.isComplete(); i = ( i + 2 ) % signal.cadence.size() ) {
+        if ( !isContinuous && signal.cadence[i] == 0 ) continue;
+        writer.writeTone( signal.tone, isContinuous ? duration : signal.cadence[i] );
+        writer.writePause( signal.cadence[i + 1] );
     }
 }
 
-struct Plan {
-    double seconds;
-    std::function<void( Player & )> play;
+// What to write: the duration in seconds, and a function that writes the tones.
+struct Sequence {
+    double duration;
+    std::function<void( SequenceWriter & )> write;
 };
 
-static Plan planDigits( const Options &options )
+static Sequence digitSequence( const Options &options )
 {
-    double on = secondsFrom( "--on", options.on ), off = secondsFrom( "--off", options.off );
+    double on = parseSeconds( "--on", options.on ), off = parseSeconds( "--off", options.off );
     std::vector<Tone> tones;
-    for ( char key : options.digits ) tones.push_back( dtmf( key ) );
-    if ( tones.empty() ) fail( "no keys" );
-    return { double( tones.size() ) * ( on + off ), [=]( Player &player ) {
+    for ( char digit : options.digits ) tones.push_back( dtmfTone( digit ) );
+    if ( tones.empty() ) fail( "DIGITS is empty" );
+    return { double( tones.size() ) * ( on + off ), [=]( SequenceWriter &writer ) {
                 for ( const Tone &tone : tones ) {
-                    player.sound( tone, on );
-                    player.pause( off );
+                    writer.writeTone( tone, on );
+                    writer.writePause( off );
                 }
             } };
 }
 
-static Plan planSignal( const Options &options, const Signal &signal )
+static Sequence signalSequence( const Options &options, const Signal &signal )
 {
-    double seconds = secondsFrom( "--seconds", options.seconds );
-    return { seconds, [=]( Player &player ) { repeat( player, signal, seconds ); } };
+    double duration = parseSeconds( "--seconds", options.duration );
+    return { duration, [=]( SequenceWriter &writer ) { writeSignal( writer, signal, duration ); } };
 }
 
-static Plan plan( const Options &options, const std::string &kind )
+static Sequence selectSequence( const Options &options, const std::string &subcommand )
 {
-    if ( kind == "dtmf" ) return planDigits( options );
-    if ( kind == "am" ) return planSignal( options, { product( options.carrier, options.modulation ), {} } );
+    if ( subcommand == "dtmf" ) return digitSequence( options );
+    if ( subcommand == "am" )
+        return signalSequence( options, { modulated( options.carrier, options.modulation ), {} } );
     const Country &country = findCountry( options.country );
-    return planSignal( options, kind == "dial" ? country.dial : kind == "busy" ? country.busy : country.ringback );
+    return signalSequence( options, subcommand == "dial"   ? country.dial
+                                    : subcommand == "busy" ? country.busy
+                                                           : country.ringback );
 }
 
-static void writeTones( const Options &options, const std::string &kind )
+static void writeTones( const Options &options, const std::string &subcommand )
 {
-    Plan work = plan( options, kind );
-    AudioFormat format = { encodingFromName( options.encoding ), options.rate, 1 };
-    double level = levelFrom( "--level", options.level, 0 ), frames = work.seconds * double( format.rate );
-    AudioWriter writer( options.output, containerFor( options.output, options.container ), format );
-    writer.needRoom( frames * double( format.encoding.sizeofSample() ) );
-    if ( frames >= 1e18 ) fail( "so much time would never end" );
-    Player player( writer, std::llround( frames ), level );
-    work.play( player );
+    Sequence sequence = selectSequence( options, subcommand );
+    AudioFormat format = { parseEncoding( options.encoding ), options.rate, 1 };
+    double level = parseLevel( "--level", options.level, 0 ), frames = sequence.duration * double( format.rate );
+    AudioWriter writer( options.output, selectContainer( options.output, options.container ), format );
+    writer.checkSpace( frames * double( format.encoding.sizeofSample() ) );
+    if ( frames >= 1e18 ) fail( "cannot write " + options.output + ": more than 1e18 frames" );
+    SequenceWriter sequenceWriter( writer, std::llround( frames ), level );
+    sequence.write( sequenceWriter );
     writer.finish();
     Report( options.output )
-        .file( "out", player.written(), writer.format(), encodingName( writer.format().encoding ), options.output );
+        .printFile( "out", sequenceWriter.framesWritten(), writer.format(), encodingName( writer.format().encoding ),
+            options.output );
 }
 
-static CLI::App *declareKind( CLI::App &app, Options &options, const char *kind, const char *description )
+static CLI::App *addSubcommand( CLI::App &app, Options &options, const char *name, const char *description )
 {
-    CLI::App *sub = app.add_subcommand( kind, description );
-    sub->add_option( "--rate", options.rate, "frames a second, 8000 by default" )
-        ->check( CLI::Range( int64_t( 1 ), highestRate ) );
-    sub->add_option( "--level", options.level, "the peak in dB below full scale, -10 by default" );
-    sub->add_option( "--encoding", options.encoding, "int16 by default" );
-    sub->add_option( "--container", options.container, "the container, whatever the output's name" );
-    return sub;
+    CLI::App *subcommand = app.add_subcommand( name, description );
+    subcommand->add_option( "--rate", options.rate, "sample rate in Hz (default: 8000)" )
+        ->check( CLI::Range( int64_t( 1 ), maxRate ) );
+    subcommand->add_option( "--level", options.level, "peak level in dB relative to full scale (default: -10)" );
+    subcommand->add_option( "--encoding", options.encoding, "encoding (default: int16)" );
+    subcommand->add_option( "--container", options.container, "container (default: by the extension of the output)" );
+    return subcommand;
 }
 
-static void declare( CLI::App &app, Options &options )
+static void addOptions( CLI::App &app, Options &options )
 {
     app.name( "tones" );
     app.require_subcommand( 1 );
@@ -203,33 +208,37 @@ static void declare( CLI::App &app, Options &options )
                 "  tones dtmf \"0123456789*#ABCD\" keys.wav --on 0.06 --off 0.04 --encoding alaw\n"
                 "  tones am 1000 10 pulsing.wav --level -3\n"
                 "\n"
-                "tones dial --help tells the options of a dial tone, and so on." );
-    CLI::Range hertz( int64_t( 1 ), highestRate );
-    std::vector<CLI::App *> lasting;
-    for ( auto [kind, description] :
-        { std::pair( "dial", "the dial tone of a country" ), std::pair( "busy", "its busy tone" ),
-            std::pair( "ringback", "what a caller hears while it rings" ) } ) {
-        lasting.push_back( declareKind( app, options, kind, description ) );
-        lasting.back()->add_option( "COUNTRY", options.country, "one of " + countryNames() )->required();
+                "Run a subcommand with --help to list its options, for example: tones dial --help" );
+    CLI::Range frequencies( int64_t( 1 ), maxRate );
+    std::vector<CLI::App *> withDuration;
+    for ( auto [name, description] :
+        { std::pair( "dial", "dial tone of a country" ), std::pair( "busy", "busy tone of a country" ),
+            std::pair( "ringback", "ring-back tone of a country, which a caller hears while the phone rings" ) } ) {
+        withDuration.push_back( addSubcommand( app, options, name, description ) );
+        withDuration.back()->add_option( "COUNTRY", options.country, "one of " + countryNames() )->required();
     }
-    CLI::App *am = declareKind( app, options, "am",
-        "a tone times another: CARRIER - MODULATION and CARRIER + MODULATION hertz, half as high each" );
-    am->add_option( "CARRIER", options.carrier, "hertz" )->required()->check( hertz );
-    am->add_option( "MODULATION", options.modulation, "hertz" )->required()->check( hertz );
-    lasting.push_back( am );
-    for ( CLI::App *sub : lasting ) sub->add_option( "--seconds", options.seconds, "how long, 10 by default" );
-    CLI::App *keys = declareKind( app, options, "dtmf", "the tones of a telephone's keys" );
-    keys->add_option( "KEYS", options.digits, "of 0 to 9, *, # and A to D" )->required();
-    keys->add_option( "--on", options.on, "seconds that each sounds, 0.1 by default" );
-    keys->add_option( "--off", options.off, "seconds of silence behind each, 0.1 by default" );
-    for ( CLI::App *sub : app.get_subcommands( {} ) )
-        sub->add_option( "OUTPUT", options.output, "what to write; its extension names the container" )->required();
+    CLI::App *am = addSubcommand( app, options, "am",
+        "product of two tones: CARRIER - MODULATION Hz and CARRIER + MODULATION Hz at half the amplitude" );
+    am->add_option( "CARRIER", options.carrier, "carrier frequency in Hz" )->required()->check( frequencies );
+    am->add_option( "MODULATION", options.modulation, "modulation frequency in Hz" )
+        ->required()
+        ->check( frequencies );
+    withDuration.push_back( am );
+    for ( CLI::App *subcommand : withDuration )
+        subcommand->add_option( "--seconds", options.duration, "duration in seconds (default: 10)" );
+    CLI::App *dtmf = addSubcommand( app, options, "dtmf", "DTMF tones of a sequence of digits" );
+    dtmf->add_option( "DIGITS", options.digits, "digits: 0 to 9, *, # and A to D" )->required();
+    dtmf->add_option( "--on", options.on, "duration of each digit in seconds (default: 0.1)" );
+    dtmf->add_option( "--off", options.off, "duration of the pause after each digit in seconds (default: 0.1)" );
+    for ( CLI::App *subcommand : app.get_subcommands( {} ) )
+        subcommand->add_option( "OUTPUT", options.output, "output file; its extension selects the container" )
+            ->required();
 }
 
 int main( int argc, char **argv )
 {
     CLI::App app( "Writes the tones of telephone networks." );
     Options options;
-    declare( app, options );
+    addOptions( app, options );
     return run( app, argc, argv, [&] { writeTones( options, app.get_subcommands().front()->get_name() ); } );
 }
