@@ -1,5 +1,6 @@
-# Writes what only the build knows: cmake -DVERSION=... -DFLAVOUR=... -DOUTPUT=... -P build_header.cmake
-# string(TIMESTAMP) takes the time from SOURCE_DATE_EPOCH where that is set.
+# Writes a header with the version, time and flavour of the build:
+#     cmake -DVERSION=... -DFLAVOUR=... -DOUTPUT=... -P build_header.cmake
+# string(TIMESTAMP) uses SOURCE_DATE_EPOCH if it is set.
 string(TIMESTAMP time "UTC %Y-%m-%d %H:%M:%S (%A)" UTC)
 string(REPLACE "." ";" numbers "${VERSION}")
 list(GET numbers 0 major)

@@ -1,4 +1,4 @@
-# What hosts find the libraries by: the CMake package and the files of pkg-config, all free of the prefix.
+# Installs the CMake package and the pkg-config files. Both are relocatable.
 include(CMakePackageConfigHelpers)
 
 set(package_folder "${CMAKE_INSTALL_LIBDIR}/cmake/pcm")

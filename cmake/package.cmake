@@ -1,4 +1,4 @@
-# Debian packages, by `cpack -G DEB`: the libraries with all their builds, what hosts are built with, the programs.
+# Debian packages, built with `cpack -G DEB`: the libraries, development files, example programs and Python package.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_PACKAGE_VENDOR "The pcm authors")
@@ -37,9 +37,9 @@ set(CPACK_DEBIAN_PYTHON_PACKAGE_DEPENDS "python3-cffi, python3-numpy")
 set(CPACK_DEBIAN_PYTHON_PACKAGE_SHLIBDEPS OFF)
 
 include(CPack)
-cpack_add_component(runtime DESCRIPTION "The shared libraries pcm and kit, with builds for newer processors.")
+cpack_add_component(runtime DESCRIPTION "Shared libraries pcm and kit, including builds for newer processors.")
 cpack_add_component(development DEPENDS runtime
-  DESCRIPTION "Headers, static libraries and what CMake and pkg-config need to build programs with pcm.")
+  DESCRIPTION "Headers, static libraries, and CMake and pkg-config files for building programs with pcm.")
 cpack_add_component(tools DEPENDS runtime
-  DESCRIPTION "Programs that convert, mix and draw audio and write the tones of telephone networks.")
-cpack_add_component(python DEPENDS runtime DESCRIPTION "The package pcm for Python, with views for NumPy.")
+  DESCRIPTION "Programs that convert and mix audio, plot filter responses and generate telephone network tones.")
+cpack_add_component(python DEPENDS runtime DESCRIPTION "Python package pcm, with NumPy views of packets.")

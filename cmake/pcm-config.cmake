@@ -1,9 +1,9 @@
-# The targets pcm::pcm and pcm::kit, and where they were installed pcm::pcm_static and pcm::kit_static, which need
-# libsamplerate's development files too.
+# Defines the targets pcm::pcm and pcm::kit. If the static libraries are installed, also defines pcm::pcm_static and
+# pcm::kit_static; pcm::pcm_static requires libsamplerate's development files.
 include("${CMAKE_CURRENT_LIST_DIR}/pcm-targets.cmake")
 include("${CMAKE_CURRENT_LIST_DIR}/samplerate.cmake")
 
-# Written in C++, but they need nothing of its run-time library: a C host links them as C.
+# The static libraries are written in C++ but do not need its runtime library, so a C host links them as C.
 foreach(pcm_target pcm::pcm_static pcm::kit_static)
   if(TARGET ${pcm_target})
     get_target_property(pcm_builds ${pcm_target} IMPORTED_CONFIGURATIONS)

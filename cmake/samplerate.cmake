@@ -1,5 +1,5 @@
-# libsamplerate as pcm::samplerate: as pkg-config tells of it, or else its own CMake package. The build uses this, and
-# so does who links the static library.
+# Defines pcm::samplerate. Looks for libsamplerate with pkg-config first, then for its CMake package. Used by the build
+# and by hosts that link the static library.
 if(NOT TARGET pcm::samplerate)
   find_package(PkgConfig QUIET)
   if(PKG_CONFIG_FOUND)

@@ -2,7 +2,7 @@
 #define KIT_H
 
 /** @file
- * All of `kit`: the base library of counted objects, memory and small helpers under `pcm`.
+ * Includes all headers of `kit`, the base library of `pcm`: reference-counted objects, memory and small helpers.
  */
 
 #include "kit_abort.h"

@@ -2,7 +2,7 @@
 #define KIT_ABORT_H
 
 /** @file
- * The end of a process that has broken a contract.
+ * Contract violations.
  */
 
 #include "kit_api.h"
@@ -10,15 +10,15 @@
 KIT_C_BEGIN
 
 /**
- * Ends the process because a contract is broken: writes one line to stderr and calls `abort()`.
+ * Reports a contract violation: writes one line to stderr and calls `abort()`.
  *
- * The libraries always call it through the dynamic symbol table: a host or a test that defines a function of this
- * name gets the call in its place. Such a function must not return.
+ * The libraries always call this function through the dynamic symbol table, so a host or a test can replace it by
+ * defining a function of the same name. The replacement must not return.
  *
- * @param context what was being done, or null
- * @param file the source file whose contract is broken, without its extension
- * @param line the line of the check
- * @param condition the text of the condition that does not hold, or null
+ * @param context the operation in progress, or null
+ * @param file the source file of the check, relative to the project's root and without its extension
+ * @param line the line number of the check
+ * @param condition the text of the condition that is false, or null for code that must not be reached
  */
 KIT_API KIT_NORETURN void kit___Abort( const char *context, const char *file, int64_t line, const char *condition );
 

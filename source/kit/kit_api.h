@@ -2,14 +2,13 @@
 #define KIT_API_H
 
 /** @file
- * What marks a name of `kit` for its hosts. The whole library is compiled with hidden visibility, so that a name
- * without this mark stays inside.
+ * Export marks and linkage macros. The library is compiled with hidden visibility and exports only marked names.
  */
 
 #include <stdint.h>
 
 /** @def KIT_API
- * Marks what hosts may call. */
+ * Marks a function or variable that the library exports. */
 #if defined( _WIN32 ) && defined( KIT_BUILD )
     #define KIT_API __declspec( dllexport )
 #elif defined( _WIN32 )
@@ -19,9 +18,9 @@
 #endif
 
 /** @def KIT_NORETURN
- * Marks what does not return. */
+ * Marks a function that does not return. */
 /** @def KIT_INLINE
- * Marks what stands in a header as a whole. */
+ * Marks a function that is defined in a header. */
 #if defined( __GNUC__ )
     #define KIT_NORETURN __attribute__( ( noreturn ) )
     #define KIT_INLINE static inline __attribute__( ( unused ) )
@@ -31,9 +30,9 @@
 #endif
 
 /** @def KIT_C_BEGIN
- * Opens what has C names, also for C++. */
+ * Begins declarations with C linkage. */
 /** @def KIT_C_END
- * Ends it. */
+ * Ends declarations with C linkage. */
 #if defined( __cplusplus )
     #define KIT_C_BEGIN extern "C" {
     #define KIT_C_END }

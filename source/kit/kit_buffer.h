@@ -2,31 +2,37 @@
 #define KIT_BUFFER_H
 
 /** @file
- * Bytes as an object. They never change, so any number of threads may hold one.
+ * Buffers: immutable arrays of bytes. Any number of threads may share a buffer. A null buffer ends the process.
  */
 
 #include "kit_object.h"
 
 KIT_C_BEGIN
 
-/** A run of bytes as an object. Nothing in the libraries changes one after its creation. */
+/** An array of bytes. The libraries never change a buffer after its creation. */
 typedef struct KIT_BUFFER KIT_BUFFER;
 
-/** An empty buffer with one reference for the caller; end it with kitObjRelease. */
+/** Creates an empty buffer. The caller owns it and releases it with kitObjRelease(). */
 KIT_API KIT_BUFFER *kitBufferCreate( void );
 
 /**
- * A buffer that takes over a block of kitMemAlloc (or its relatives) without copying; the caller no longer owns it.
+ * Creates a buffer from a block of memory without copying it.
  *
- * @param bytes the block; null is legal with length 0
- * @param length its bytes, 0 or more
+ * The block must come from kitMemAlloc(), kitMemAllocN() or kitMemReallocN(). The buffer owns the block from then on,
+ * and the caller owns the buffer. Ends the process unless "length >= 0" and "bytes || length == 0".
+ *
+ * @param bytes the block; may be null if @p length is 0
+ * @param length the number of bytes, 0 or more
  */
 KIT_API KIT_BUFFER *kitBufferCreateFromBytesUse( void *bytes, int64_t length );
 
-/** The bytes, valid as long as the buffer; null or an address without bytes where the length is 0. */
+/**
+ * Returns the bytes. The buffer owns them, and the pointer is valid as long as the buffer exists. If the length is 0,
+ * the pointer may be null and must not be dereferenced.
+ */
 KIT_API const uint8_t *kitBufferBacking( const KIT_BUFFER *buffer );
 
-/** The number of bytes. */
+/** Returns the number of bytes. */
 KIT_API int64_t kitBufferLength( const KIT_BUFFER *buffer );
 
 KIT_C_END

@@ -1,18 +1,19 @@
 #ifndef KIT_CHECK_HH
 #define KIT_CHECK_HH
 
-// C++ only: the contract checks of the libraries' own sources.
+// C++ only, private to the libraries: contract checks.
 
 #include "kit_abort.h"
 
 #include <cstddef>
 #include <cstdint>
 
-/// A broken condition ends the process with its own text. The condition stays on one line, exactly as hosts read it.
+/// Ends the process with the text of the condition if the condition is false. Keep the condition on one line and do
+/// not change its spacing, because hosts see the text.
 #define KIT_CHECK( condition ) KIT___CHECK( nullptr, #condition, condition )
 #define KIT_CHECK_IN( context, condition ) KIT___CHECK( context, #condition, condition )
 
-// The text is taken by the outer macros: handed on first, the condition would be expanded before it becomes text.
+// The outer macros stringify the condition. If KIT___CHECK did, the macros in the condition would be expanded first.
 #define KIT___CHECK( context, text, condition ) \
     ( ( condition ) ? (void)0 : kit___Abort( context, kit::sourcePath<__FILE__>, __LINE__, text ) )
 
@@ -20,7 +21,7 @@
 
 namespace kit {
 
-/// The path of a source below the project's root, without its extension, whatever folder the build runs in.
+/// The path of a source file relative to the project's root, without its extension. Independent of the build folder.
 template <size_t size> struct SourcePath {
     char text[size]{};
 
@@ -47,7 +48,7 @@ private:
 
 template <SourcePath path> inline constexpr const char *sourcePath = path.text;
 
-/// The product, or the largest integer where it does not fit: as a size, one that no allocator can serve.
+/// Returns the product, or INT64_MAX if it overflows. No allocator can serve a block of that size.
 constexpr int64_t saturatedMul( int64_t a, int64_t b )
 {
     int64_t product;
@@ -56,7 +57,7 @@ constexpr int64_t saturatedMul( int64_t a, int64_t b )
 
 } // namespace kit
 
-// The texts of conditions name these; in capitals they read there as what they are: tests, not arithmetic.
+// Texts of conditions contain these names. The capitals mark them as checks, not arithmetic.
 
 constexpr bool KIT_INT_ADD_OK( int64_t a, int64_t b )
 {
@@ -78,7 +79,7 @@ constexpr bool KIT_INT_MUL_OK( int64_t a, int64_t b )
 
 constexpr bool KIT_INT_TO_SIGNED_INT_CONV_OK( int64_t value ) { return value == int32_t( value ); }
 
-/// A `long` counts as 32 bits here, which is what it is on some of our platforms.
+/// Treats `long` as 32 bits wide, its width on some platforms.
 constexpr bool KIT_INT_TO_SIGNED_LONG_CONV_OK( int64_t value ) { return value == int32_t( value ); }
 
 #endif

@@ -2,18 +2,18 @@
 #define KIT_INT_H
 
 /** @file
- * Small functions on integers.
+ * Integer helpers.
  */
 
 #include "kit_api.h"
 
-/** The smaller of two. */
+/** Returns the smaller of two integers. */
 KIT_INLINE int64_t kitIntMin( int64_t a, int64_t b ) { return a < b ? a : b; }
 
-/** The larger of two. */
+/** Returns the larger of two integers. */
 KIT_INLINE int64_t kitIntMax( int64_t a, int64_t b ) { return a > b ? a : b; }
 
-/** The number of bits set. */
+/** Returns the number of bits that are set. */
 KIT_INLINE int64_t kitIntBitCount( uint64_t value )
 {
     int64_t bits = 0;

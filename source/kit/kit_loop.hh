@@ -1,13 +1,13 @@
 #ifndef KIT_LOOP_HH
 #define KIT_LOOP_HH
 
-// C++ only: work through fixed blocks on the stack, for the libraries' own sources.
+// C++ only, private to the libraries: processing in blocks of limited size.
 
 #include "kit_int.h"
 
 namespace kit {
 
-/// Calls `step( done, n )` for pieces of at most `size`, in order, until all of `total` is done.
+/// Calls `step( done, n )` for consecutive blocks of at most `size` items until `total` items are done.
 template <class Step> void forChunks( int64_t total, int64_t size, Step step )
 {
     for ( int64_t done = 0, n; done < total; done += n ) {

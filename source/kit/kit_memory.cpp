@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-// A block of no bytes is a block too: some systems give null for it.
+// Some systems return null for a block of 0 bytes. Allocate 1 byte instead.
 static size_t blockSize( int64_t bytes )
 {
     KIT_CHECK( bytes >= 0 );
@@ -21,7 +21,7 @@ static int64_t product( int64_t count, int64_t size )
     return count * size;
 }
 
-// Where size_t is narrower than 64 bits, a size beyond it is memory that isn't there.
+// A size that does not fit size_t, where that is narrower than 64 bits, counts as out of memory.
 static void *allocate( void *block, int64_t bytes )
 {
     size_t size = blockSize( bytes );

@@ -1,7 +1,8 @@
 #ifndef KIT_NAMES_HH
 #define KIT_NAMES_HH
 
-// C++ only: names with a value each, in the order in which they came. Flag sets and enumerations are made of it.
+// C++ only, private to the libraries: lists of names with one value each, in the order in which they were added. Flag
+// sets and enumerations consist of such a list.
 
 #include "kit_memory.h"
 #include "kit_ref.hh"
@@ -55,7 +56,7 @@ inline void clear( Names &names )
     kitMemFree( names.list );
 }
 
-/// An object made of a header and `Names`: its destructor, its copy for copy-on-write.
+/// Destructor and copy function of an object that consists of a header and `Names`.
 template <class T> void destroyNamed( KIT_OBJ *obj ) { clear( reinterpret_cast<T *>( obj )->names ); }
 
 template <class T, KIT_SORT *sort> T *copyNamed( T *source )

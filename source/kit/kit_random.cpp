@@ -25,7 +25,7 @@ static uint64_t systemEntropy()
     return seed | 1;
 }
 
-// 0: not seeded yet. Two threads that come first together agree on the seed of one of them.
+// 0 until seeded. If several threads seed it at the same time, all use the seed of one of them.
 alignas( 8 ) static uint64_t state;
 
 static uint64_t next()
@@ -46,7 +46,8 @@ int64_t kitRandomNonNegativeIntRange( int64_t low, int64_t high )
 {
     KIT_CHECK( low >= 0 );
     KIT_CHECK( low < high );
-    // What lies above the last whole multiple of the span would favour the lower results.
+    // Reject the lowest values, so that the others are a whole multiple of the span and all results are equally
+    // likely.
     uint64_t span = uint64_t( high - low ), surplus = -span % span, random;
     do random = next();
     while ( random < surplus );

@@ -6,15 +6,20 @@
 KIT_C_BEGIN
 
 /** @file
- * Random numbers for audio and tests, not for secrets. The one generator of the process takes its seed from the
- * system at its first use and serves any number of threads at once. SplitMix64: G. L. Steele, D. Lea, C. H. Flood,
- * "Fast Splittable Pseudorandom Number Generators", OOPSLA 2014.
+ * Random numbers for audio and tests, not for cryptography.
+ *
+ * The process has one generator, which takes its seed from the operating system on first use. Any number of threads
+ * may call these functions at the same time. The algorithm is SplitMix64: G. L. Steele, D. Lea, C. H. Flood, "Fast
+ * Splittable Pseudorandom Number Generators", OOPSLA 2014.
  */
 
-/** Any integer of the signed 64-bit range, all alike. */
+/** Returns a uniformly distributed integer from the signed 64-bit range. */
 KIT_API int64_t kitRandomInt( void );
 
-/** An integer from @p low to below @p high, all alike. Requires 0 <= low < high. */
+/**
+ * Returns a uniformly distributed integer that is at least @p low and less than @p high. Ends the process unless "low
+ * >= 0" and "low < high".
+ */
 KIT_API int64_t kitRandomNonNegativeIntRange( int64_t low, int64_t high );
 
 KIT_C_END

@@ -2,21 +2,24 @@
 #define KIT_REAL_H
 
 /** @file
- * Small functions on reals (`double`), exact: nothing here knows a tolerance.
+ * Helpers for reals (`double`). All comparisons are exact, without a tolerance.
  */
 
 #include "kit_api.h"
 
-/** Whether x is no number. */
+/** Returns 1 if @p x is NaN, otherwise 0. */
 KIT_INLINE int32_t kitRealIsNan( double x ) { return x != x; }
 
-/** Neither NaN nor an infinity: only then is the difference from itself 0. */
+/** Returns 1 if @p x is neither NaN nor infinite, otherwise 0. Only for finite numbers is x - x equal to 0. */
 KIT_INLINE int32_t kitRealIsFinite( double x ) { return x - x == 0; }
 
-/** Whether a and b are equal; a NaN equals nothing, and the two zeros are equal. */
+/** Returns 1 if @p a and @p b are equal, otherwise 0. NaN is not equal to anything. The two zeros are equal. */
 KIT_INLINE int32_t kitRealEquals( double a, double b ) { return a == b; }
 
-/** Negative, 0 or positive as a is below, at or above b; 0 as well where a NaN has no place in the order. */
+/**
+ * Returns a negative value, 0 or a positive value if @p a is less than, equal to or greater than @p b. Returns 0 if
+ * either is NaN.
+ */
 KIT_INLINE int64_t kitRealCompare( double a, double b ) { return ( a > b ) - ( a < b ); }
 
 #endif

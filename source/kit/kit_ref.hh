@@ -1,7 +1,7 @@
 #ifndef KIT_REF_HH
 #define KIT_REF_HH
 
-// C++ only: references, copy-on-write and the standard functions of object types, for the libraries' own sources.
+// C++ only, private to the libraries: references, copy-on-write and the standard functions of object types.
 
 #include "kit_check.hh"
 #include "kit_object.h"
@@ -22,10 +22,10 @@ template <class T> T *retain( T *obj )
     return obj;
 }
 
-/// Acquire, so that what another holder read before it let go happens before our writes.
+/// Acquire ordering makes another holder's reads before its release happen before our writes.
 template <class T> bool isShared( T *obj ) { return refCount( obj ).load( std::memory_order_acquire ) > 1; }
 
-/// The last holder needs no atomic subtraction: nobody else is there to change the count.
+/// The last holder needs no atomic subtraction, because no other thread can change the count.
 template <class T> void release( T *obj )
 {
     if ( !obj ) return;
@@ -37,7 +37,7 @@ template <class T> void release( T *obj )
     kit___ObjFree( header( obj ) );
 }
 
-/// For fields and globals whose time is over: whoever still uses one finds an address that no object has.
+/// Releases a field or global and poisons it to make a use after free fault.
 template <class T> void releaseAndPoison( T *&field )
 {
     release( field );
@@ -56,7 +56,7 @@ template <class T> void makePrivate( T **handle, T *( *copy )(T *))
     if ( isShared( *handle ) ) replace( handle, copy( *handle ) );
 }
 
-/// Holds a reference of its own to the end of the scope; null is fine.
+/// Holds an additional reference until the end of the scope. Null is allowed.
 template <class T> class Hold {
 public:
     explicit Hold( T *obj ) : object( retain( obj ) ) {}
@@ -75,7 +75,7 @@ template <class T> T *create( KIT_SORT *sort )
 
 } // namespace kit
 
-/// The test that an untyped `obj` is of a type; destructors open with it.
+/// Checks that an untyped `obj` is of the given type. Destructors begin with this check.
 #define KIT_CHECK_SORT( library, TYPE ) \
     KIT_CHECK_IN( "stdfunc from", !obj || kitObjSort(obj)==&library##___sort_##TYPE )
 

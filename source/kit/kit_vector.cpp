@@ -3,7 +3,7 @@
 #include "kit_memory.h"
 #include "kit_ref.hh"
 
-// A ring whose capacity is 0 or a power of two: nothing moves but when it grows.
+// A ring buffer whose capacity is 0 or a power of two. Items move only when it grows.
 struct KIT_VECTOR {
     KIT_OBJ header;
     KIT_OBJ **items;

@@ -2,7 +2,8 @@
 #define KIT_VECTOR_H
 
 /** @file
- * Sequences of objects. A shared vector may be held by several threads; one handle variable serves one at a time.
+ * Vectors: sequences of objects. Threads may share a vector if each holds its own reference. Use a handle variable
+ * from only one thread at a time. Null ends the process.
  */
 
 #include "kit_object.h"
@@ -10,21 +11,24 @@
 KIT_C_BEGIN
 
 /**
- * A sequence of objects, each held by one reference. Copy-on-write: a change through a handle to a shared vector
- * gives that handle a vector of its own and leaves every other holder's as it was.
+ * A sequence of objects. The vector holds one reference to each. Vectors are copy-on-write: a change through a handle
+ * to a shared vector stores a private copy in that handle, and other holders see no change.
  */
 typedef struct KIT_VECTOR KIT_VECTOR;
 
-/** An empty vector with one reference for the caller. */
+/** Creates an empty vector. The caller owns it. */
 KIT_API KIT_VECTOR *kitVectorCreate( void );
 
-/** The number of objects. */
+/** Returns the number of objects. */
 KIT_API int64_t kitVectorLength( const KIT_VECTOR *vector );
 
-/** Adds an object at the end and takes a reference to it, in constant amortised time. */
+/** Appends an object in amortised constant time. The vector adds a reference, and the caller keeps its own. */
 KIT_API void kitVectorAppendObj( KIT_VECTOR **vector, KIT_OBJ *obj );
 
-/** Removes the first object and hands its reference to the caller, in constant time; null from an empty vector. */
+/**
+ * Removes the first object in constant time and returns it. The caller owns the reference. Returns null if the vector
+ * is empty.
+ */
 KIT_API KIT_OBJ *kitVectorUnshift( KIT_VECTOR **vector );
 
 /** Removes all objects. */

@@ -2,7 +2,7 @@
 #define PCM_H
 
 /** @file
- * All of `pcm`: PCM audio in memory, as packets of interleaved 32-bit float frames.
+ * Includes all headers of `pcm`: PCM audio in memory, as packets of interleaved 32-bit float frames.
  */
 
 #include "pcm_channels.h"

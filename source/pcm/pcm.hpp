@@ -2,12 +2,13 @@
 #define PCM_HPP
 
 /** @file
- * `pcm` for C++20: the functions of <pcm/pcm.h> as values. What they do, and what ends the process, stands there.
+ * C++20 interface: RAII wrappers for the functions of <pcm/pcm.h>. The C headers describe what the functions do and
+ * what ends the process.
  *
- * An object of these classes holds one reference: a copy takes another, a move leaves its source without one, fit
- * only to be assigned to or to end. Copies of a Packet, Queue or Filter are values of their own (copy-on-write);
- * copies of a Src or Tone are one stream with several holders. Where a C name says Try there is a `std::optional`.
- * The sizes of spans are tested by `assert` only.
+ * An object of these classes owns one reference. Copying it adds a reference. Moving it transfers the reference, and
+ * the source may then only be assigned to or destroyed. Copies of a Packet, Queue or Filter are independent values
+ * (copy-on-write). Copies of a Src or Tone share one stream. Functions with Try in their C name return a
+ * `std::optional`. The sizes of spans are checked by `assert` only.
  */
 
 #include "pcm.h"
@@ -29,9 +30,9 @@ namespace pcm {
 /**
  * Starts the library and shuts it down at the end of the scope.
  *
- * Starts are counted, so objects of this class may be nested, and may be combined with kitModuleStartup: the first
- * one creates the tables of the library and the last one to end frees them. Objects of the library may outlive it,
- * but they may only be released. Create and destroy Modules while no other thread uses the library.
+ * Starts are counted, so objects of this class may be nested and combined with kitModuleStartup(). The first start
+ * creates the tables of the library, and the last shut-down frees them. Objects of the library may outlive the
+ * Module, but then they may only be released. Create and destroy Modules while no other thread uses the library.
  */
 class Module {
 public:
@@ -40,40 +41,42 @@ public:
     Module( const Module & ) = delete;
     Module &operator=( const Module & ) = delete;
 
-    /** What the build tells of itself. */
+    /** Returns the product, version and build of the library. */
     [[nodiscard]] static const KIT_MODULE_RECORD &record() { return pcm___module_record; }
-    /** Of the library that runs, not of this header. */
+    /** Returns the version line of the library in use, which may differ from the version of this header. */
     [[nodiscard]] static std::string_view version() { return pcm___module_version_string; }
 };
 
-/** A block of kitMemAlloc, as the `use` functions take it over. */
+/** Frees a block with kitMemFree(). */
 struct MemoryFree {
     void operator()( void *block ) const { kitMemFree( block ); }
 };
-/** Owns such a block. */
+/** Owns a block of kitMemAlloc(), kitMemAllocN() or kitMemReallocN(). The `use` functions take ownership of it. */
 template <class T> using Memory = std::unique_ptr<T[], MemoryFree>;
 
-/** Room for @p count items, unwritten. */
+/** Allocates a block of @p count items without initialising them. */
 template <class T> [[nodiscard]] Memory<T> allocate( int64_t count )
 {
     return Memory<T>( static_cast<T *>( kitMemAllocN( count, sizeof( T ) ) ) );
 }
 
-/** `Packet( pcm::adopt, handle )` takes over the reference of a C handle, which is not null. */
+/**
+ * Tag type: `Packet( pcm::adopt, handle )` takes ownership of the reference of a C handle, which must not be null.
+ */
 struct Adopt {
     explicit Adopt() = default;
 };
-/** Says that a reference is taken over, not added. */
+/** Tag for constructors that take ownership of a reference and do not add one. */
 inline constexpr Adopt adopt{};
 
-/** What a function gave whose name says Try. */
+/** Converts the result of a function with Try in its name. Null becomes `std::nullopt`. */
 template <class Value, class T> [[nodiscard]] std::optional<Value> ifMade( T *owned )
 {
     if ( !owned ) return std::nullopt;
     return Value( adopt, owned );
 }
 
-/** A text, in place of the string object with it. */
+/** Returns the text of a string object and releases the object. */
 [[nodiscard]] inline std::string textOf( KIT_STRING *owned )
 {
     std::string text( kitStringBacking( owned ), size_t( kitStringLength( owned ) ) );
@@ -81,20 +84,20 @@ template <class Value, class T> [[nodiscard]] std::optional<Value> ifMade( T *ow
     return text;
 }
 
-/** One reference to an object, or none. */
+/** Owns one reference to an object, or none. */
 template <class T, auto retain, auto release> class Handle {
 public:
-    /** Without an object. */
+    /** Creates a handle without an object. */
     Handle() = default;
-    /** Takes over the reference of a C handle. */
+    /** Takes ownership of the reference of a C handle. */
     Handle( Adopt, T *owned ) : handle( owned ) { assumeNotNull( owned ); }
-    /** One more reference. */
+    /** Adds a reference. */
     Handle( const Handle &other ) : handle( other.handle ? retain( other.handle ) : nullptr ) {}
-    /** Takes the reference over from @p other. */
+    /** Takes the reference of @p other. */
     Handle( Handle &&other ) noexcept : handle( std::exchange( other.handle, nullptr ) ) {}
-    /** One more reference, and what was held is let go. */
+    /** Adds a reference and releases the previous one. */
     Handle &operator=( const Handle &other ) { return *this = Handle( other ); }
-    /** Takes the reference over, and what was held is let go. */
+    /** Takes the reference of @p other and releases the previous one. */
     Handle &operator=( Handle &&other ) noexcept
     {
         T *fresh = std::exchange( other.handle, nullptr );
@@ -106,22 +109,25 @@ public:
         if ( handle ) release( handle );
     }
 
-    /** Whether there is an object. */
+    /** Returns whether there is an object. */
     [[nodiscard]] explicit operator bool() const { return handle; }
 
-    /** The C handle, for functions that read: the reference stays here. */
+    /** Returns the C handle, for functions that read. This object keeps the reference. */
     [[nodiscard]] T *get() const { return handle; }
-    /** Its address, for functions that change. */
+    /** Returns the address of the C handle, for functions that change the object. */
     [[nodiscard]] T **address() { return &handle; }
-    /** The C handle with its reference, which is the caller's from then on. */
+    /** Returns the C handle and transfers its reference to the caller. */
     [[nodiscard]] T *detach() { return std::exchange( handle, nullptr ); }
 
-    /** The object as one of any type. */
+    /** Returns an untyped handle. */
     [[nodiscard]] KIT_OBJ *obj() const { return reinterpret_cast<KIT_OBJ *>( handle ); }
-    /** How many holders there are at the moment. */
+    /** Returns the current number of references to the object. */
     [[nodiscard]] int32_t references() const { return obj()->refCount; }
 
-    /** Equal is what is one object. */
+    /**
+     * Compares with kitObjCompare(). Strings are equal if their text is equal, other objects only if they are
+     * identical.
+     */
     friend bool operator==( const Handle &a, const Handle &b ) { return kitObjCompare( a.obj(), b.obj() ) == 0; }
     friend std::strong_ordering operator<=>( const Handle &a, const Handle &b )
     {
@@ -132,7 +138,7 @@ public:
     friend std::ostream &operator<<( std::ostream &out, const Handle &a ) { return out << to_string( a ); }
 
 protected:
-    /** A function returned this handle, so it is not null. The compiler can then omit the null test on release. */
+    /** States that a handle from a function is not null, so that the compiler can omit the null test on release. */
     static void assumeNotNull( [[maybe_unused]] T *handle )
     {
         assert( handle );
@@ -151,7 +157,7 @@ template <class T> T *retainObject( T *object )
 }
 template <class T> void releaseObject( T *object ) { kitObjRelease( reinterpret_cast<KIT_OBJ *>( object ) ); }
 
-/** A text of the library. */
+/** A string of the library. */
 class String : public Handle<KIT_STRING, retainObject<KIT_STRING>, releaseObject<KIT_STRING>> {
 public:
     using Handle::Handle;
@@ -164,11 +170,11 @@ public:
     {
         return { kitStringBacking( handle ), size_t( kitStringLength( handle ) ) };
     }
-    /** A copy of it. */
+    /** Returns a copy of the text. */
     [[nodiscard]] std::string str() const { return std::string( view() ); }
 };
 
-/** Encoded bytes. They never change. */
+/** Encoded bytes, which never change. */
 class Buffer : public Handle<KIT_BUFFER, retainObject<KIT_BUFFER>, releaseObject<KIT_BUFFER>> {
 public:
     using Handle::Handle;
@@ -193,32 +199,34 @@ public:
 /** An encoding word: flags joined by `|`, or 0 for an array of samples. */
 class Encoding {
 public:
-    /** From a word of the C interface. */
+    /** Converts a word of the C interface. */
     constexpr Encoding( PCM_ENCODING word = 0 ) : flags( word ) {}
-    /** The normalised word of flag names with bars between them. */
+    /** Converts flag names, separated by `|`, to a normalised word. Start the library first. */
     [[nodiscard]] static Encoding fromString( std::string_view text )
     {
         return pcmEncodingFromString( String( text ).get() );
     }
 
-    /** For the C interface. */
+    /** Returns the word for the C interface. */
     [[nodiscard]] constexpr PCM_ENCODING word() const { return flags; }
-    /** Whether there is any flag. */
+    /** Returns whether any flag is set. */
     [[nodiscard]] constexpr explicit operator bool() const { return flags; }
-    /** Flag by flag; compare what is normalized() for the same meaning. */
+    /**
+     * Compares all flags. Compare the results of normalized() to find out whether two words have the same meaning.
+     */
     friend constexpr bool operator==( Encoding, Encoding ) = default;
-    /** All flags of both. */
+    /** Returns the flags that are set in either word. */
     friend constexpr Encoding operator|( Encoding a, Encoding b ) { return a.flags | b.flags; }
-    /** The flags that both have. */
+    /** Returns the flags that are set in both words. */
     friend constexpr Encoding operator&( Encoding a, Encoding b ) { return a.flags & b.flags; }
-    /** The flags that it lacks. */
+    /** Returns the complement of a word. */
     friend constexpr Encoding operator~( Encoding a ) { return ~a.flags; }
     /** Adds flags. */
     constexpr Encoding &operator|=( Encoding other ) { return *this = *this | other; }
-    /** Keeps some flags. */
+    /** Keeps only the flags that are also set in @p other. */
     constexpr Encoding &operator&=( Encoding other ) { return *this = *this & other; }
 
-    /** The flags that name a base encoding. */
+    /** Returns the base flags. */
     [[nodiscard]] constexpr Encoding base() const { return flags & PCM_ENCODING_BASE_MASK; }
     [[nodiscard]] Encoding normalized() const { return pcmEncodingNormalize( flags ); }
     [[nodiscard]] int64_t sizeofSample() const { return pcmEncodingSizeofSample( flags ); }
@@ -235,7 +243,7 @@ private:
     PCM_ENCODING flags;
 };
 
-/** 0: an array of samples, as the machine holds them. */
+/** Word 0: an array of samples in memory. */
 inline constexpr Encoding Encoding::samples = 0;
 inline constexpr Encoding Encoding::alaw = PCM_ENCODING_G711_ALAW;
 inline constexpr Encoding Encoding::mulaw = PCM_ENCODING_G711_MULAW;
@@ -257,7 +265,7 @@ inline constexpr Encoding Encoding::pack48 = PCM_ENCODING_PACK_48;
 inline constexpr Encoding Encoding::pack56 = PCM_ENCODING_PACK_56;
 inline constexpr Encoding Encoding::pack64 = PCM_ENCODING_PACK_64;
 
-/** Samples in another encoding; nothing if the bytes are none or no whole slots. */
+/** Converts samples. Returns nothing if @p source is empty or does not hold a whole number of slots. */
 [[nodiscard]] inline std::optional<Buffer> tryConvert( Encoding dest, const Buffer &source, Encoding sourceEncoding )
 {
     return ifMade<Buffer>( pcmTryConvert( dest.word(), source.get(), sourceEncoding.word() ) );
@@ -271,18 +279,20 @@ inline void convert( std::span<std::byte> dest, Encoding destEncoding, std::span
     pcm___Convert( dest.data(), destEncoding.word(), source.data(), sourceEncoding.word(), samples );
 }
 
-/** How many whole frames they are; without channels none, and the library says what is wrong. */
+/**
+ * Returns the number of whole frames. Returns 0 if @p channels is not above 0, so that the library reports the error.
+ */
 [[nodiscard]] constexpr int64_t wholeFrames( size_t samples, int64_t channels )
 {
     return channels > 0 ? int64_t( samples ) / channels : 0;
 }
 
-/** Frames of samples, interleaved by channel. */
+/** Interleaved frames of samples. */
 class Packet : public Handle<PCM_PACKET, pcmPacketRetain, pcmPacketRelease> {
 public:
     using Handle::Handle;
     explicit Packet( int64_t channels ) : Handle( adopt, pcmPacketCreate( channels ) ) {}
-    /** Whole frames, copied. */
+    /** Copies a block of whole frames. */
     Packet( std::span<const PCM_SAMPLE> samples, int64_t channels )
         : Handle( adopt,
               pcmPacketCreateFromSamplesCopy( samples.data(), channels, wholeFrames( samples.size(), channels ) ) )
@@ -297,14 +307,14 @@ public:
     {
         return ifMade<Packet>( pcmPacketTryDecode( source.get(), encoding.word(), channels ) );
     }
-    /** One more reference to an object that must be a packet. */
+    /** Adds a reference to an object, which must be a packet. */
     [[nodiscard]] static Packet from( KIT_OBJ *obj )
     {
         return Packet( adopt, pcmPacketRetain( pcmPacketFrom( obj ) ) );
     }
     [[nodiscard]] static KIT_SORT *sort() { return pcmPacketSort(); }
 
-    /** A copy at once, not only when one of the two changes. */
+    /** Copies the samples at once. Copying a Packet copies them only when one of the two changes. */
     [[nodiscard]] Packet clone() const { return Packet( adopt, pcmPacketCreateFrom( handle ) ); }
     [[nodiscard]] Packet withChannels( int64_t channels ) const
     {
@@ -322,27 +332,27 @@ public:
     [[nodiscard]] int64_t channels() const { return pcmPacketChannels( handle ); }
     [[nodiscard]] int64_t frames() const { return pcmPacketFrames( handle ); }
 
-    /** The first sample; good as long as the packet lives and does not change. */
+    /** Returns the address of the first sample. It is valid as long as the packet exists and does not change. */
     [[nodiscard]] const PCM_SAMPLE *backing() const { return pcmPacketBacking( handle ); }
-    /** All samples, for reading. */
+    /** Returns all samples, for reading. */
     [[nodiscard]] std::span<const PCM_SAMPLE> samples() const
     {
         return { backing(), size_t( frames() * channels() ) };
     }
-    /** The samples of one frame. */
+    /** Returns the samples of one frame, for reading. */
     [[nodiscard]] std::span<const PCM_SAMPLE> frame( int64_t idx ) const
     {
         return samples().subspan( size_t( idx * channels() ), size_t( channels() ) );
     }
-    /** For writing: good until another holder comes. */
+    /** Returns the address of the first sample for writing, valid until the packet changes or has another holder. */
     [[nodiscard]] PCM_SAMPLE *mutableBacking() { return pcmPacketMutableBacking( &handle ); }
-    /** All samples, for writing. */
+    /** Returns all samples, for writing. */
     [[nodiscard]] std::span<PCM_SAMPLE> mutableSamples()
     {
         PCM_SAMPLE *block = mutableBacking();
         return { block, size_t( frames() * channels() ) };
     }
-    /** The samples of one frame, for writing. */
+    /** Returns the samples of one frame, for writing. */
     [[nodiscard]] std::span<PCM_SAMPLE> mutableFrame( int64_t idx )
     {
         return mutableSamples().subspan( size_t( idx * channels() ), size_t( channels() ) );
@@ -439,7 +449,7 @@ public:
         pcmPacketWriteChannels(
             &handle, destChannel, destFrame, source.handle, sourceChannel, sourceFrame, channels, frames );
     }
-    /** From a block of frames of @p sourceChannels samples. */
+    /** Reads a block with @p sourceChannels channels. */
     void writeChannels( int64_t destChannel, int64_t destFrame, std::span<const PCM_SAMPLE> source,
         int64_t sourceChannel, int64_t sourceChannels, int64_t sourceFrame, int64_t channels, int64_t frames )
     {
@@ -456,7 +466,7 @@ public:
     void adjustGain( double gain ) { pcmLevelAdjustLinearGain( &handle, gain ); }
 };
 
-/** A stream of packets, first in, first out. */
+/** A first-in, first-out stream of packets. */
 class Queue : public Handle<PCM_PACKET_QUEUE, pcmPacketQueueRetain, pcmPacketQueueRelease> {
 public:
     using Handle::Handle;
@@ -471,7 +481,9 @@ public:
     void write( const Packet &pkt ) { pcmPacketQueueWrite( &handle, pkt.get() ); }
     [[nodiscard]] Packet read() { return Packet( adopt, pcmPacketQueueRead( &handle ) ); }
     [[nodiscard]] Packet gather( int64_t frames ) { return Packet( adopt, pcmPacketQueueGather( &handle, frames ) ); }
-    /** Into a block of the caller's, which has room for @p frames frames; `gatherAdd` adds onto what it holds. */
+    /**
+     * Writes @p frames frames to @p dest, which must have room for them. gatherAdd() adds them to those in @p dest.
+     */
     void gather( std::span<PCM_SAMPLE> dest, int64_t frames )
     {
         assert( frames <= int64_t( dest.size() ) / channels() );
@@ -489,7 +501,7 @@ public:
     [[nodiscard]] int64_t channels() const { return pcmPacketQueueChannels( handle ); }
 };
 
-/** The built-in low-pass filters, by cut-off and rate. */
+/** The built-in low-pass filters, by cut-off frequency and sample rate in hertz. */
 enum class FilterType : int64_t {
     lowpass4000At16000 = PCM_FILTER_TYPE_LOWPASS_4000_AT_16000,
     lowpass4000At24000 = PCM_FILTER_TYPE_LOWPASS_4000_AT_24000,
@@ -509,7 +521,7 @@ inline std::string to_string( FilterType type ) { return textOf( pcmFilterTypeTo
 /** Writes `to_string( type )`. */
 inline std::ostream &operator<<( std::ostream &out, FilterType type ) { return out << to_string( type ); }
 
-/** The taps of a filter. They never change. */
+/** The taps of a filter, which never change. */
 class Coefficients
     : public Handle<PCM_FILTER_COEFFICIENTS, pcmFilterCoefficientsRetain, pcmFilterCoefficientsRelease> {
 public:
@@ -540,7 +552,7 @@ public:
     }
 };
 
-/** An FIR filter of a stream. */
+/** An FIR filter for a stream. */
 class Filter : public Handle<PCM_FILTER, pcmFilterRetain, pcmFilterRelease> {
 public:
     using Handle::Handle;
@@ -573,7 +585,7 @@ public:
     [[nodiscard]] Coefficients coefficients() const { return Coefficients( adopt, pcmFilterCoefficients( handle ) ); }
 };
 
-/** The kinds of rate conversion. */
+/** The types of sample rate converters. */
 enum class SrcType : int64_t {
     sincBestQuality = PCM_SRC_TYPE_SINC_BEST_QUALITY,
     sincMediumQuality = PCM_SRC_TYPE_SINC_MEDIUM_QUALITY,
@@ -587,7 +599,7 @@ enum class SrcType : int64_t {
     int64_t type = pcmSrcTypeFromString( String( name ).get() );
     return PCM_SRC_TYPE_OK( type ) ? std::optional( SrcType( type ) ) : std::nullopt;
 }
-/** The converter constant of libsamplerate. */
+/** Returns the converter constant of libsamplerate. */
 [[nodiscard]] inline int32_t samplerateType( SrcType type )
 {
     return pcm___SrcTypeToSamplerateConverterType( int64_t( type ) );
@@ -596,7 +608,7 @@ inline std::string to_string( SrcType type ) { return textOf( pcmSrcTypeToString
 /** Writes `to_string( type )`. */
 inline std::ostream &operator<<( std::ostream &out, SrcType type ) { return out << to_string( type ); }
 
-/** Rate conversion of a stream. All copies are one converter. */
+/** A sample rate converter for a stream. All copies share the converter. */
 class Src : public Handle<PCM_SRC, pcmSrcRetain, pcmSrcRelease> {
 public:
     using Handle::Handle;
@@ -635,7 +647,7 @@ public:
     [[nodiscard]] int64_t writeFrameRate() const { return pcmSrcWriteFrameRate( handle ); }
 };
 
-/** A sine tone that goes on from call to call. All copies are one tone. */
+/** A sine tone that continues from call to call. All copies share the tone. */
 class Tone : public Handle<PCM_TONE, pcmToneRetain, pcmToneRelease> {
 public:
     using Handle::Handle;
@@ -655,10 +667,10 @@ public:
     }
 };
 
-/** Two tones at once: their mean. */
+/** The mean of two tones. */
 struct DualTone {
-    Tone a; ///< One of them.
-    Tone b; ///< The other.
+    Tone a; ///< First tone.
+    Tone b; ///< Second tone.
 
     [[nodiscard]] Packet gather( int64_t samples )
     {
@@ -674,10 +686,10 @@ struct DualTone {
     }
 };
 
-/** A tone times another. */
+/** The product of two tones (ring modulation). */
 struct ModulatedTone {
-    Tone a; ///< What is heard.
-    Tone b; ///< How loud it is.
+    Tone a; ///< Carrier.
+    Tone b; ///< Modulator.
 
     [[nodiscard]] Packet gather( int64_t samples )
     {
@@ -715,7 +727,10 @@ inline void gather( std::span<PCM_SAMPLE> dest ) { pcmSilenceGatherSamples( dest
 [[nodiscard]] inline double decibelFromGain( double gain ) { return pcmDecibelFromGain( gain ); }
 [[nodiscard]] inline double decibelToGain( double decibel ) { return pcmDecibelToGain( decibel ); }
 
-/** Plain work on blocks of samples, and on one channel of a block of frames. */
+/**
+ * Operations on blocks of samples and on single channels of interleaved blocks. A source block must be at least as
+ * long as its destination.
+ */
 namespace samples {
 
 inline void adjustLevel( std::span<PCM_SAMPLE> dest, double decibel )
@@ -732,7 +747,6 @@ inline void scale( std::span<PCM_SAMPLE> dest, double scale )
     pcm___SamplesScale( dest.data(), int64_t( dest.size() ), scale );
 }
 
-/** From blocks as long as @p dest, or longer. */
 inline void copy( std::span<PCM_SAMPLE> dest, std::span<const PCM_SAMPLE> source )
 {
     assert( dest.size() <= source.size() );
@@ -754,18 +768,18 @@ inline void mul( std::span<PCM_SAMPLE> dest, std::span<const PCM_SAMPLE> source 
     pcm___SamplesMul( dest.data(), source.data(), int64_t( dest.size() ) );
 }
 
-/** One channel of a block; Sample is PCM_SAMPLE, or const for reading. */
+/** One channel of an interleaved block. Sample is PCM_SAMPLE, or const PCM_SAMPLE for reading. */
 template <class Sample> struct ChannelOf {
     Sample *block;    ///< All channels, interleaved.
-    int64_t channel;  ///< Which one.
-    int64_t channels; ///< Of how many.
+    int64_t channel;  ///< Channel number.
+    int64_t channels; ///< Channel count of the block.
 
-    /** For reading. */
+    /** Converts to a channel for reading. */
     operator ChannelOf<const Sample>() const { return { block, channel, channels }; }
 };
-/** For writing. */
+/** A channel for writing. */
 using Channel = ChannelOf<PCM_SAMPLE>;
-/** For reading. */
+/** A channel for reading. */
 using ConstChannel = ChannelOf<const PCM_SAMPLE>;
 
 inline void zero( Channel dest, int64_t frames )

@@ -8,7 +8,7 @@
 static void downmix( PCM_SAMPLE *dest, int64_t first, int64_t channels, const PCM_SAMPLE *source,
     int64_t sourceChannels, int64_t count, int64_t frames )
 {
-    if ( !frames ) return; // however many channels there are
+    if ( !frames ) return; // skip the loop over the channels, of which there may be very many
     for ( int64_t i = 0; i < count; ++i )
         pcm___SamplesChannelAdd( dest, first, channels, source, i, sourceChannels, frames );
     if ( count > 1 ) pcm___SamplesChannelScale( dest, first, channels, frames, 1.0 / double( count ) );
@@ -37,7 +37,7 @@ void pcmChannelsAdjustExpandWithDownmix( PCM_PACKET **pkt, int64_t channels )
     int64_t frames = pcmPacketFrames( *pkt ), sourceChannels = pcmPacketChannels( *pkt );
     if ( sourceChannels > channels ) return pcmChannelsAdjustReplaceWithDownmix( pkt, channels );
     if ( sourceChannels == channels ) return;
-    PCM_PACKET *fresh = kit::retain( *pkt ); // shared now, so the channels are set in a new packet
+    PCM_PACKET *fresh = kit::retain( *pkt ); // now shared, so pcmPacketSetChannels creates a new packet
     pcmPacketSetChannels( &fresh, channels );
     PCM_SAMPLE *block = pcmPacketMutableBacking( &fresh );
     downmix( block, sourceChannels, channels, block, channels, sourceChannels, frames );

@@ -6,16 +6,26 @@
 KIT_C_BEGIN
 
 /** @file
- * Other channel counts by way of a downmix: the mean of a packet's channels, all alike, summed in their order and
- * scaled by 1 / channels as 32-bit floats. Nothing is clamped. The frame count stays; the handle gets a new packet,
- * and other holders of the old one see no change. One handle variable serves one thread at a
- * time. Null and channel counts below 1 end the process.
+ * Changing the channel count with a downmix.
+ *
+ * The downmix is the mean of all channels of a packet, with equal weights. The channels are summed in ascending order
+ * and multiplied by 1 / channels, as 32-bit floats. Nothing is clamped. The frame count does not change.
+ *
+ * The result is a new packet, stored in the handle, so other holders of the old packet see no change. Use a handle
+ * variable from only one thread at a time. Null and channel counts below 1 end the process.
  */
 
-/** All @p channels channels become the downmix; of one channel, its samples. Always a new packet. */
+/**
+ * Sets the channel count and stores the downmix in all @p channels channels. The downmix of a single channel is a
+ * copy of it. Always creates a new packet.
+ */
 PCM_API void pcmChannelsAdjustReplaceWithDownmix( PCM_PACKET **pkt, int64_t channels );
 
-/** Keeps the channels and adds the downmix as further ones; with fewer channels than there are, replaces them all. */
+/**
+ * Raises the channel count to @p channels: keeps the existing channels and stores the downmix in the added ones. If
+ * the packet has more channels, does the same as pcmChannelsAdjustReplaceWithDownmix(). If it has the same number,
+ * does nothing.
+ */
 PCM_API void pcmChannelsAdjustExpandWithDownmix( PCM_PACKET **pkt, int64_t channels );
 
 KIT_C_END

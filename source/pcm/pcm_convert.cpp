@@ -14,7 +14,7 @@ using namespace pcm;
 
 static constexpr int64_t sampleSize = KIT_SIZEOF( PCM_SAMPLE );
 
-// Layouts: no spare bytes, a sample of three bytes in a slot of four, or any other slot with spare bytes.
+// Layouts: no padding bytes, a 3-byte sample in a 4-byte slot, or any other slot with padding bytes.
 enum Layout { dense, threeInFour, padded };
 
 template <class Format, Layout layout>
@@ -65,7 +65,7 @@ template <class Format, Layout layout, bool decodes>
     if ( !rest ) return;
     const uint8_t *destEnd = dest + samples * destWidth, *sourceEnd = source + samples * sourceWidth;
     if ( whole &&
-         ( destEnd <= source || sourceEnd <= dest ) ) // convert the last whole tile, part of it for the second time
+         ( destEnd <= source || sourceEnd <= dest ) ) // convert the last whole tile of samples, some of them again
         return convertTile(
             dest + ( samples - tile ) * destWidth, source + ( samples - tile ) * sourceWidth, encoded, offset );
     uint8_t in[tile * ( decodes ? widest : sampleSize )] = {}, out[tile * ( decodes ? sampleSize : widest )] = {};
@@ -79,7 +79,7 @@ static void copyRun( uint8_t *dest, const uint8_t *source, int64_t samples, int6
     if ( samples ) std::memmove( dest, source, size_t( samples * sampleSize ) );
 }
 
-// Maps encoding words to formats. `base` is the number of the base flag; 7 means that there is none.
+// Maps encoding words to formats. `base` is the index of the base flag; 7 means that there is none.
 template <int base, bool isUnsigned, std::endian order> static auto formatOf()
 {
     if constexpr ( base == 0 ) return Alaw{};

@@ -4,14 +4,17 @@
 /** @file
  * Conversion of encoded samples in memory.
  *
- * Integers become floats exactly (32-bit ones round to the nearest float), with full scale at 1.0. Floats become
- * integers by truncation: values beyond full scale are clamped, NaN becomes the lowest code, and a narrow form takes
- * the top of the 32-bit value (G.711 gives the code of +0 for NaN). G.711 follows the tables of ITU-T G.711; mu-law
- * decodes to the standard's values on a 16-bit scale rounded down to multiples of 8, and both laws encode a negative
- * value with the magnitude's code. 32-bit floats pass bit for bit. Spare bytes are ignored when read and written as
- * 0.
+ * - Integers become floats with full scale at 1.0. The result is exact, except that 32-bit integers are rounded to
+ *   the nearest float.
+ * - Floats become integers by truncation. Values beyond full scale are clamped, and NaN becomes the lowest code.
+ *   Narrower formats keep the high-order bits of the 32-bit integer.
+ * - G.711 follows the tables of ITU-T G.711. mu-law decodes to the values of the standard on a 16-bit scale, rounded
+ *   down to multiples of 8. In both laws, the code of a negative value differs from that of its magnitude only in the
+ *   sign bit, and NaN becomes the code of +0.
+ * - 32-bit floats are copied bit for bit.
+ * - Padding bytes are ignored when read and written as 0.
  *
- * All functions are free of state and may run on any number of threads.
+ * The functions have no state. Any number of threads may call them at the same time.
  */
 
 #include "pcm_encoding.h"
@@ -19,28 +22,29 @@
 KIT_C_BEGIN
 
 /**
- * A new buffer with the samples of @p source in another encoding.
+ * Converts a buffer of samples to another encoding. Ends the process if @p source is null ("buffer").
  *
- * @param destEncoding the encoding of the result; 0: PCM_SAMPLE values, in a buffer little endian on every host
- * @param source encoded samples, only read; the caller keeps its reference
- * @param sourceEncoding the encoding of @p source
- * @return a buffer that the caller owns; null if @p source is empty or does not hold whole slots
+ * @param destEncoding the encoding of the result; 0 denotes PCM_SAMPLE values, which are little endian in buffers
+ * @param source encoded samples, which are only read; the caller keeps its reference
+ * @param sourceEncoding the encoding of @p source; 0 as for @p destEncoding
+ * @return a new buffer, which the caller owns; null if @p source is empty or does not hold a whole number of slots
  */
 PCM_API KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source, PCM_ENCODING sourceEncoding );
 
 /**
- * Converts a run of samples in the caller's memory.
+ * Converts samples in the caller's memory.
  *
- * @param dest receives @p samples slots of @p destEncoding, at any alignment; nothing beyond them is written
- * @param destEncoding any word; 0: @p dest is an array of PCM_SAMPLE, in the host's byte order
- * @param source holds @p samples slots of @p sourceEncoding, at any alignment; nothing beyond them is read
- * @param sourceEncoding any word; 0: @p source is an array of PCM_SAMPLE, in the host's byte order
- * @param samples for frames, their number times the channels; with 0 both blocks may be null
+ * @param dest the destination for @p samples slots of @p destEncoding, at any alignment; nothing else is written
+ * @param destEncoding any encoding word; 0: @p dest is an array of PCM_SAMPLE in the byte order of the host
+ * @param source @p samples slots of @p sourceEncoding, at any alignment; nothing else is read
+ * @param sourceEncoding any encoding word; 0: @p source is an array of PCM_SAMPLE in the byte order of the host
+ * @param samples the number of samples, which for frames is frames x channels; if it is 0, both blocks may be null
  *
- * @p dest and @p source may be the same address if a destination slot is not wider than a source slot and has no
- * spare bytes. Otherwise the blocks must not overlap.
+ * The addresses @p dest and @p source may be equal if a destination slot is not wider than a source slot and has no
+ * padding bytes. Otherwise the blocks must not overlap.
  *
- * Ends the process unless "samples >= 0", the blocks are there, and the sizes in bytes fit 64 bits.
+ * Ends the process unless "samples >= 0", "dest || samples == 0", "source || samples == 0" and the sizes of both
+ * blocks in bytes fit 64 bits.
  */
 PCM_API void pcm___Convert(
     void *dest, PCM_ENCODING destEncoding, const void *source, PCM_ENCODING sourceEncoding, int64_t samples );

@@ -6,14 +6,16 @@
 KIT_C_BEGIN
 
 /** @file
- * Levels and gains: decibel = 20 log10( gain ), within -200 to +200 dB. What `log10` and `pow` of the platform give
- * is what these give. Any number of threads may call at once.
+ * Conversion between gains and levels: decibel = 20 log10( gain ), limited to -200 to +200 dB.
+ *
+ * The results depend on the platform's `log10` and `pow`. Any number of threads may call these functions at the same
+ * time.
  */
 
-/** The level of a gain, in dB; -200 for 0. Ends the process unless the gain is finite and not negative. */
+/** Returns the level of a gain in dB, or -200 for 0. Ends the process unless the gain is finite and not negative. */
 PCM_API double pcmDecibelFromGain( double gain );
 
-/** The gain of a level in dB: exactly 1 for 0 dB. Ends the process unless the level is finite. */
+/** Returns the gain of a level in dB, exactly 1 for 0 dB. Ends the process unless the level is finite. */
 PCM_API double pcmDecibelToGain( double decibel );
 
 KIT_C_END

@@ -6,18 +6,20 @@
 KIT_C_BEGIN
 
 /** @file
- * Two tones at once, as telephony signals them: their mean, with peak 1.0. Both tones move on by `samples`; one tone
- * given twice moves on by twice as many. A tone serves one thread at a time. Null tones, a negative count and, where
- * there is something to write, a null block end the process.
+ * Dual tones, as used for signalling in telephony: the mean of two tones, with peak 1.0.
+ *
+ * Each call advances both tones by `samples` samples. If both arguments are the same tone, it advances by twice as
+ * many. Use a tone from only one thread at a time. A null tone, a negative count and a null block with samples to
+ * write end the process.
  */
 
-/** The next @p samples samples as a packet that the caller owns. */
+/** Creates a packet of one channel with the next @p samples samples. The caller owns it. */
 PCM_API PCM_PACKET *pcmDualToneGather( PCM_TONE *toneA, PCM_TONE *toneB, int64_t samples );
 
-/** The next samples into the caller's block. */
+/** Writes the next @p samples samples to @p dest. */
 PCM_API void pcmDualToneGatherSamples( PCM_TONE *toneA, PCM_TONE *toneB, PCM_SAMPLE *dest, int64_t samples );
 
-/** The next samples, added onto what the block holds. */
+/** Adds the next @p samples samples to those in @p dest. */
 PCM_API void pcmDualToneGatherSamplesAdd( PCM_TONE *toneA, PCM_TONE *toneB, PCM_SAMPLE *dest, int64_t samples );
 
 KIT_C_END

@@ -2,26 +2,26 @@
 #define PCM_ENCODING_H
 
 /** @file
- * Encoding words: how samples lie in a byte buffer.
+ * Encoding words: the layout of samples in a byte buffer.
  *
- * A buffer is an unbroken run of slots, one for each sample, without header or alignment; frames lie as in a packet.
- * A word names the sample's form (base), its sign and byte order, the width of the slot (pack) and where in a wider
- * slot the sample lies (pad). A group that a word leaves out has its default: little endian, a slot as wide as the
- * sample, and the sample at the low-order end of the slot, which is its last bytes under PCM_ENCODING_BIG_ENDIAN and
- * its first bytes otherwise.
+ * A buffer consists of consecutive slots, one for each sample, without a header or alignment. The samples are in the
+ * same order as in a packet. An encoding word specifies the format of a sample (base), its sign and byte order, the
+ * width of the slot (pack) and the position of the sample in a wider slot (pad). The defaults are signed integers,
+ * little endian, a slot as wide as the sample, and the sample at the low-order end of the slot. The low-order end is
+ * the last bytes of the slot with PCM_ENCODING_BIG_ENDIAN and the first bytes otherwise.
  *
- * Word 0 stands for an array of PCM_SAMPLE in memory. A word without a base that isn't 0 is a slot with a 32-bit
- * pattern, little endian whatever the byte order flags say.
+ * Word 0 denotes an array of PCM_SAMPLE in memory. Any other word without a base denotes slots with a 32-bit pattern,
+ * whose bytes are little endian regardless of the byte order flags.
  *
- * Words are plain numbers, and all functions may run on any number of threads. Null for a string ends the process,
- * and a frame that has no channels or does not fit 64 bits.
+ * Encoding words are plain numbers, and any number of threads may call these functions at the same time. A null
+ * string ends the process, and so does a frame without channels or with a size that does not fit 64 bits.
  */
 
 #include "pcm_api.h"
 
 KIT_C_BEGIN
 
-/** A word of the flags below, or 0. */
+/** An encoding word: the flags below joined by `|`, or 0. */
 typedef uint64_t PCM_ENCODING;
 
 #define PCM_ENCODING_G711_ALAW ( (PCM_ENCODING)0x1 )       /**< base: 1 byte, ITU-T G.711 A-law */
@@ -31,11 +31,11 @@ typedef uint64_t PCM_ENCODING;
 #define PCM_ENCODING_INT_24 ( (PCM_ENCODING)0x10 )         /**< base: 3-byte integer */
 #define PCM_ENCODING_INT_32 ( (PCM_ENCODING)0x20 )         /**< base: 4-byte integer */
 #define PCM_ENCODING_FLOAT_32 ( (PCM_ENCODING)0x40 )       /**< base: 4-byte IEEE 754 float */
-#define PCM_ENCODING_UNSIGNED ( (PCM_ENCODING)0x80 )       /**< integers: the middle code is 0.0 */
+#define PCM_ENCODING_UNSIGNED ( (PCM_ENCODING)0x80 )       /**< unsigned integers: the middle code is 0.0 */
 #define PCM_ENCODING_BIG_ENDIAN ( (PCM_ENCODING)0x100 )    /**< most significant byte first */
 #define PCM_ENCODING_LITTLE_ENDIAN ( (PCM_ENCODING)0x200 ) /**< least significant byte first */
-#define PCM_ENCODING_PAD_BEFORE ( (PCM_ENCODING)0x400 )    /**< spare bytes stand before the sample */
-#define PCM_ENCODING_PAD_AFTER ( (PCM_ENCODING)0x800 )     /**< spare bytes stand behind the sample */
+#define PCM_ENCODING_PAD_BEFORE ( (PCM_ENCODING)0x400 )    /**< padding bytes precede the sample */
+#define PCM_ENCODING_PAD_AFTER ( (PCM_ENCODING)0x800 )     /**< padding bytes follow the sample */
 #define PCM_ENCODING_PACK_16 ( (PCM_ENCODING)0x1000 )      /**< a slot of at least 2 bytes */
 #define PCM_ENCODING_PACK_24 ( (PCM_ENCODING)0x2000 )      /**< a slot of at least 3 bytes */
 #define PCM_ENCODING_PACK_32 ( (PCM_ENCODING)0x4000 )      /**< a slot of at least 4 bytes */
@@ -48,30 +48,40 @@ typedef uint64_t PCM_ENCODING;
 #define PCM_ENCODING_BASE_MASK ( (PCM_ENCODING)0x7F )
 
 /**
- * The word with at most one flag of each of the groups base, byte order, pad and pack, and without the bits that have
- * no meaning. Of several flags of a group the lowest value wins. All functions take any word and normalise it first.
+ * Returns the normalised word. It has at most one flag of each of the groups base, byte order, pad and pack, and no
+ * bits without a meaning. If a word has several flags of a group, the lowest one applies. All functions accept any
+ * word and normalise it first.
  */
 PCM_API PCM_ENCODING pcmEncodingNormalize( PCM_ENCODING encoding );
 
-/** The width of a slot in bytes: that of the base, or that of the pack flag where it is wider. 4 for word 0. */
+/**
+ * Returns the width of a slot in bytes: that of the base, or that of the pack flag if it is wider. Returns 4 for word
+ * 0.
+ */
 PCM_API int64_t pcmEncodingSizeofSample( PCM_ENCODING encoding );
 
-/** The bytes of a frame of @p channels slots. Ends the process unless "channels > 0" and the product fits. */
+/**
+ * Returns the size of a frame of @p channels slots in bytes. Ends the process unless "channels > 0" and the size fits
+ * 64 bits.
+ */
 PCM_API int64_t pcmEncodingSizeofFrame( PCM_ENCODING encoding, int64_t channels );
 
 /**
- * The normalised word of a text of flag names, "PCM_ENCODING_INT_16 | PCM_ENCODING_BIG_ENDIAN". Names that aren't
- * flags add nothing. Needs the module to be started. Ends the process at null ("kits").
+ * Converts a text such as "PCM_ENCODING_INT_16 | PCM_ENCODING_BIG_ENDIAN" to a normalised word. Names that are not
+ * flags are ignored. Call `kitModuleStartup( pcmModule() )` first. Ends the process if @p kits is null ("kits").
  */
 PCM_API PCM_ENCODING pcmEncodingFromString( KIT_STRING *kits );
 
-/** The text of the normalised word; "0" for word 0. Needs the module to be started. The caller owns the string. */
+/**
+ * Returns the text of the normalised word, "0" for word 0. The caller owns the string. Call
+ * `kitModuleStartup( pcmModule() )` first.
+ */
 PCM_API KIT_STRING *pcmEncodingToString( PCM_ENCODING encoding );
 
-/** Makes the table of the flag names; part of the module's start-up and shut-down. */
+/** Creates the table of flag names. Called by the start-up of the module. */
 PCM_API void pcm___EncodingStartup( void );
 
-/** Drops the table; its names are unknown from then on. */
+/** Frees the table. Called by the shut-down of the module. Flag names cannot be converted afterwards. */
 PCM_API void pcm___EncodingShutdown( void );
 
 KIT_C_END

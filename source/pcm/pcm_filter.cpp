@@ -15,10 +15,10 @@ struct PCM_FILTER {
     KIT_OBJ header;
     PCM_FILTER_COEFFICIENTS *coefficients;
     int64_t coefficientsLength;
-    const PCM_SAMPLE *coefficientsBacking; // the set's, which never changes
+    const PCM_SAMPLE *coefficientsBacking; // the taps of the set, which never change
     int64_t channels;
-    PCM_SAMPLE *history;     // a ring of as many input frames as there are taps
-    int64_t historyPosition; // the oldest of them, which the next frame overwrites
+    PCM_SAMPLE *history;     // a ring buffer of as many input frames as there are taps
+    int64_t historyPosition; // index of the oldest frame, which the next one overwrites
     PCM_PACKET_QUEUE *outputQueue;
 };
 
@@ -44,11 +44,11 @@ static void allocateHistory( PCM_FILTER *filter )
     kit___ObjDbgSetAllocationSizeN( &filter->header, samples, KIT_SIZEOF( PCM_SAMPLE ) );
 }
 
-// NaN passes.
+// Limits to full scale. NaN is not changed.
 static PCM_SAMPLE limited( PCM_SAMPLE sum ) { return -1.0f > sum ? -1.0f : 1.0f < sum ? 1.0f : sum; }
 static Samples limited( Samples sums ) { return pcm::max( Samples{} - 1.0f, pcm::min( Samples{} + 1.0f, sums ) ); }
 
-// A run of samples of the signal: those of the packet, from 0 on, and before them those of the ring.
+// Copies a run of the signal. Positions from 0 on are in the packet, negative positions in the ring.
 static void copySignal(
     PCM_SAMPLE *dest, const PCM_FILTER &filter, const PCM_SAMPLE *source, int64_t from, int64_t samples )
 {
@@ -62,8 +62,8 @@ static void copySignal(
     if ( samples > 0 ) std::memcpy( dest, source + from, size_t( samples ) * sizeof *dest );
 }
 
-// Stores a packet in the ring: of a packet longer than the ring, its last frames, in the slots that storing all
-// frames one by one would leave them in.
+// Stores the last frames of a packet in the ring, as many as fit. Each frame gets the same slot as if all frames were
+// stored one by one.
 static void keepHistory( PCM_FILTER *filter, const PCM_SAMPLE *source, int64_t frames )
 {
     int64_t slots = filter->coefficientsLength, channels = filter->channels, kept = kitIntMin( frames, slots );
@@ -78,8 +78,8 @@ static void keepHistory( PCM_FILTER *filter, const PCM_SAMPLE *source, int64_t f
 
 template <class Lane> static constexpr int64_t laneCount = sizeof( Lane ) / sizeof( PCM_SAMPLE );
 
-// Neighbouring outputs are lanes: every output keeps its own order of terms, and the sums stay in registers while the
-// taps go by. Interleaving needs no attention, since one frame back is `channels` samples back for all of them.
+// The lanes hold neighbouring outputs. Each output keeps its own order of terms, and the sums stay in registers for
+// all taps. Interleaving needs no special handling, because one frame back is `channels` samples back in every lane.
 template <class Lane, int width>
 static void addTaps(
     Lane ( &sums )[width], const PCM_FILTER &filter, const PCM_SAMPLE *oldest, int64_t first, int64_t taps )
@@ -90,7 +90,7 @@ static void addTaps(
             sums[v] += pcm::loadAs<Lane>( oldest + i * filter.channels + v * laneCount<Lane> ) * tap[-i];
 }
 
-// Works through whole tiles of outputs and returns where the next one stands.
+// Computes whole tiles of outputs and returns the position after the last one.
 template <class Lane, int width>
 static int64_t filterTiles(
     PCM_SAMPLE *dest, const PCM_FILTER &filter, const PCM_SAMPLE *source, int64_t done, int64_t samples )
@@ -99,7 +99,8 @@ static int64_t filterTiles(
     for ( ; samples - done >= tile; done += tile ) {
         Lane sums[width] = {};
         int64_t taps = filter.coefficientsLength, from = done - ( taps - 1 ) * filter.channels;
-        // Where the oldest inputs are history, they and what follows them are lined up, a block of taps at a time.
+        // If the oldest inputs are in the ring, copy the inputs to a contiguous block, for a limited number of taps
+        // at a time.
         while ( from < 0 && taps > 0 ) {
             PCM_SAMPLE line[scratch + tile];
             int64_t n = kitIntMin( taps, scratch / filter.channels + 1 );
@@ -120,14 +121,14 @@ static void filterBlock( PCM_SAMPLE *dest, const PCM_FILTER &filter, const PCM_S
     done = filterTiles<Samples, 2>( dest, filter, source, done, samples );
     done = filterTiles<Samples, 1>( dest, filter, source, done, samples );
     if ( done == samples ) return;
-    // The last ones once more with those before them, if there are any.
+    // Compute the last vector of outputs, some of them for the second time, or single outputs if there are too few.
     if ( samples >= pcm::lanes )
         filterTiles<Samples, 1>( dest, filter, source, samples - pcm::lanes, samples );
     else
         filterTiles<PCM_SAMPLE, 1>( dest, filter, source, done, samples );
 }
 
-// Tests and copy-on-write of every operation that changes a filter.
+// Checks and copy-on-write for all operations that change a filter.
 static PCM_FILTER *writable( PCM_FILTER **filter )
 {
     KIT_CHECK( filter );

@@ -2,9 +2,11 @@
 #define PCM_FILTER_TYPE_H
 
 /** @file
- * The built-in low-pass filters, by cut-off frequency and the sample rate for which they are laid out, in hertz. A
- * set has no rate itself: at another rate the cut-off moves along. A number that is no type, and null for a string,
- * end the process. Any thread may call these functions.
+ * Types of the built-in low-pass filters.
+ *
+ * The names state the cut-off frequency and the sample rate that the filter is designed for, in hertz. A coefficient
+ * set has no sample rate: at another rate, the cut-off frequency changes in proportion. An unknown type and a null
+ * string end the process. Any thread may call these functions.
  */
 
 #include "pcm_api.h"
@@ -21,19 +23,22 @@ enum {
     PCM_FILTER_TYPE_LOWPASS_12000_AT_48000 = 6 /**< 48 taps, -3.06 dB */
 };
 
-/** Whether a number is one of the types. */
+/** Tests whether a number is one of the types. */
 #define PCM_FILTER_TYPE_OK( type ) ( (uint64_t)( type ) <= PCM_FILTER_TYPE_LOWPASS_12000_AT_48000 )
 
-/** The type of a name such as "PCM_FILTER_TYPE_LOWPASS_4000_AT_16000", or -1. Needs the module to be started. */
+/**
+ * Returns the type with a name such as "PCM_FILTER_TYPE_LOWPASS_4000_AT_16000", or -1 if there is none. Call
+ * `kitModuleStartup( pcmModule() )` first.
+ */
 PCM_API int64_t pcmFilterTypeFromString( KIT_STRING *kits );
 
-/** The name of a type. Needs the module to be started. The caller owns the string. */
+/** Returns the name of a type. The caller owns the string. Call `kitModuleStartup( pcmModule() )` first. */
 PCM_API KIT_STRING *pcmFilterTypeToString( int64_t type );
 
-/** Makes the table of the names; part of the module's start-up and shut-down. */
+/** Creates the table of names. Called by the start-up of the module. */
 PCM_API void pcm___FilterTypeStartup( void );
 
-/** Drops the table. */
+/** Frees the table. Called by the shut-down of the module. */
 PCM_API void pcm___FilterTypeShutdown( void );
 
 KIT_C_END

@@ -4,8 +4,8 @@
 
 #include "kit/kit_ref.hh"
 
-// Puts a new packet in place of the old one and gives its block, for the caller to fill. The old packet stays alive
-// as long as the caller holds it.
+// Replaces the packet by a new one and returns its block, which the caller fills. The old packet remains valid,
+// because the caller holds it.
 static PCM_SAMPLE *replaceBlock( PCM_PACKET **pkt, int64_t channels, int64_t frames )
 {
     auto *block = static_cast<PCM_SAMPLE *>( kitMemAllocN( frames * channels, KIT_SIZEOF( PCM_SAMPLE ) ) );

@@ -6,16 +6,21 @@
 KIT_C_BEGIN
 
 /** @file
- * Whole factors of the frame count. Samples are moved and nothing else: what that does to the spectrum is the
- * caller's, who has PCM_FILTER for it. The handle gets a new packet, and other holders of the old one see no change;
- * a packet without frames stays as it is. One handle variable serves one thread at a time. Null, and what a function
- * requires and does not get, end the process.
+ * Changing the frame count by an integer factor.
+ *
+ * The functions move samples and do not filter them. Use a PCM_FILTER before pcmFramesReduce() to prevent aliasing
+ * and after pcmFramesExtend() to remove images. The result is a new packet, stored in the handle, so other holders of
+ * the old packet see no change. A packet without frames is not changed. Use a handle variable from only one thread at
+ * a time. Null and invalid arguments end the process.
  */
 
-/** Puts @p mult - 1 frames of silence behind each frame. Requires "mult > 1". */
+/** Inserts @p mult - 1 frames of silence after each frame. Requires "mult > 1". */
 PCM_API void pcmFramesExtend( PCM_PACKET **pkt, int64_t mult );
 
-/** Keeps the first of every @p div frames. Requires "div > 1" and a whole multiple of @p div frames. */
+/**
+ * Keeps the first of every @p div frames and removes the others. Requires "div > 1" and a frame count that is a
+ * multiple of @p div.
+ */
 PCM_API void pcmFramesReduce( PCM_PACKET **pkt, int64_t div );
 
 KIT_C_END

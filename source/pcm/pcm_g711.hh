@@ -27,7 +27,8 @@ template <class Entry> constexpr auto compressTable( Entry entry )
     return table;
 }
 
-/// The lowest segment s that contains the value, that is, whose upper end 2^(s + bits) - 1 is not below it.
+/// Returns the lowest segment s that contains the value, that is, the lowest s for which 2^(s + bits) is greater than
+/// the value.
 constexpr int segment( int value, int bits )
 {
     int s = 0;
@@ -44,7 +45,7 @@ inline constexpr auto pcm___AlawExpandTable = expandTable( []( int code ) {
 inline constexpr auto pcm___MulawExpandTable = expandTable( []( int code ) {
     int u = code ^ 0xFF, s = u >> 4 & 7, m = u & 15;
     int magnitude = ( ( 8 * m + 132 ) << s ) - 132;
-    return ( code & 0x80 ? magnitude : -magnitude ) & ~7; // down to a multiple of 8
+    return ( code & 0x80 ? magnitude : -magnitude ) & ~7; // round down to a multiple of 8
 } );
 
 inline constexpr auto pcm___AlawCompressTable = compressTable( []( int index ) {
@@ -64,9 +65,10 @@ static_assert( pcm___MulawExpandTable[0x80] == 32120 && pcm___MulawExpandTable[0
 static_assert( pcm___AlawCompressTable[31] == 0x5A && pcm___AlawCompressTable[4096] == 0x2A );
 static_assert( pcm___MulawCompressTable[16] == 0x6F && pcm___MulawCompressTable[3952] == 0x00 );
 
-// The encoder computes the code instead of looking it up. The exponent of a float gives the segment of a magnitude
-// and the high bits of its fraction give the position within the segment. In vectors this is faster than a table. The
-// functions also accept a single number, so that a static_assert can compare all results with the tables.
+// The encoder computes the code instead of looking it up. The exponent of a float determines the segment of a
+// magnitude and the high bits of its fraction determine the position within the segment. In vectors this is faster
+// than a table. The functions also accept a single number, so that a static_assert can compare all results with the
+// tables.
 
 constexpr int32_t patternOf( PCM_SAMPLE value ) { return std::bit_cast<int32_t>( value ); }
 inline Ints patternOf( Samples value ) { return (Ints)value; }
@@ -74,18 +76,18 @@ inline Ints patternOf( Samples value ) { return (Ints)value; }
 constexpr PCM_SAMPLE fromPattern( int32_t bits ) { return std::bit_cast<PCM_SAMPLE>( bits ); }
 inline Samples fromPattern( Ints bits ) { return (Samples)bits; }
 
-/// All bits set if a < b, otherwise 0.
+/// Returns a value with all bits set if a < b, otherwise 0.
 constexpr int32_t isBelow( PCM_SAMPLE a, PCM_SAMPLE b ) { return -int32_t( a < b ); }
 inline Ints isBelow( Samples a, PCM_SAMPLE b ) { return a < b; }
 
-/// 16 * segment + position. The magnitude is at least 2^unit, where segment 0 begins.
+/// Returns 16 * segment + position. The magnitude is at least 2^unit, where segment 0 begins.
 template <class Float> constexpr auto segmentAndPosition( Float magnitude, int unit )
 {
     return ( patternOf( magnitude ) >> 19 ) - ( ( 127 + unit ) << 4 );
 }
 
-// The magnitude has at most 12 significant bits, so no sum rounds. A magnitude beyond the last segment gives a result
-// above 127, which the caller limits to 127.
+// The magnitude has at most 12 significant bits, so no sum rounds. For a magnitude beyond the last segment, the
+// result is above 127, and the caller limits it to 127.
 
 struct AlawRule {
     static constexpr int invertedBits = 0x55;
@@ -145,7 +147,7 @@ template <const auto &floats, class Rule> struct G711 {
             // Treat NaN as 0. Clear the bits below the smallest step, which have no effect on the code.
             codes[r] = Rule::compress( (Samples)( (Ints)y & ( y == y ) & 0x7FFFF000 ) );
         } );
-        auto magnitude = narrowed( codes[0], codes[1], codes[2], codes[3] ); // up to 127
+        auto magnitude = narrowed( codes[0], codes[1], codes[2], codes[3] ); // at most 127
         auto sign = narrowed( negative[0], negative[1], negative[2], negative[3] );
         storeAs( dest, (Bytes)magnitude ^ uint8_t( Rule::invertedBits | 0x80 ) ^ ( (Bytes)sign & uint8_t( 0x80 ) ) );
     }

@@ -1,7 +1,7 @@
 #ifndef PCM_GENERATE_HH
 #define PCM_GENERATE_HH
 
-// Private to the library: what the generators of tones and noise have in common.
+// Private to the library: code that the generators of tones and noise share.
 
 #include "pcm_packet.h"
 
@@ -12,7 +12,8 @@ namespace pcm {
 /// Combines samples of `source` into `dest`, for example pcm___SamplesAdd.
 using Kernel = void ( * )( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples );
 
-/// Creates a packet of one channel from a block that `generate( block, samples )` fills. Not called for 0 samples.
+/// Creates a packet of one channel from a block that `generate( block, samples )` fills. Does not call `generate` for
+/// 0 samples.
 template <class Generate> PCM_PACKET *generatePacket( int64_t samples, Generate generate )
 {
     PCM_SAMPLE *block = nullptr;

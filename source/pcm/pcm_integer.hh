@@ -19,7 +19,7 @@ struct Tile {
     Words of[4];
 };
 
-// Loads and stores a tile of samples without spare bytes. `flipsSign` inverts the top bit of each sample, which
+// Loads and stores a tile of samples without padding bytes. `flipsSign` inverts the top bit of each sample, which
 // converts between unsigned and signed integers.
 template <int size, std::endian order, bool flipsSign> struct BytesOf {
     using Word = std::conditional_t<size == 1, uint8_t, std::conditional_t<size == 2, uint16_t, uint32_t>>;
@@ -115,7 +115,7 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
             } );
         } );
     }
-    // A slot of four bytes is a word that has the sample in its high or low three bytes.
+    // A 4-byte slot is a word with the sample in its high or low three bytes.
     static Tile loadSlots( const uint8_t *at, int64_t offset )
     {
         bool high = little == ( offset == 1 );
@@ -180,7 +180,7 @@ template <int bytes> struct Unsigned {
     static constexpr bool flipsSign = true;
     static Samples decode( Words bits )
     {
-        // Up to 24 bits every step is exact, so the signed conversion gives the same result.
+        // Up to 24 bits every step is exact, so the signed conversion has the same result.
         if constexpr ( bytes < 4 ) return Signed<bytes>::decode( bits );
         // Both halves are exact and their sum rounds once, as in a conversion of the unsigned value.
         bits ^= 1u << 31;
@@ -194,7 +194,7 @@ template <int bytes> struct Unsigned {
     }
 };
 
-// A format decodes and encodes one tile of slots without spare bytes.
+// A format decodes and encodes one tile of slots without padding bytes.
 
 template <class Code, std::endian order> struct Linear {
     static constexpr int width = Code::width;

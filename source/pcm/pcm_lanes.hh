@@ -4,7 +4,7 @@
 // Private to the library: vectors of samples.
 //
 // The compilers' vector types cover most operations on every processor. The few for which they produce poor x86 code
-// use intrinsics, next to a portable form. Both forms give the same bits.
+// use intrinsics, next to a portable form. Both forms produce the same bits.
 
 #include "pcm_api.h"
 
@@ -52,14 +52,14 @@ template <class T> inline T loadAs( const void *at )
 
 template <class T> inline void storeAs( void *at, T value ) { std::memcpy( at, &value, sizeof value ); }
 
-/// Calls `step` with each index, without a loop, so that its results stay in registers.
+/// Calls `step` with each index. There is no loop, so the results stay in registers.
 template <int count, class Step> inline void unrolled( Step step )
 {
     [&]<int... i>( std::integer_sequence<int, i...> ) { ( step( i ), ... ); }
     ( std::make_integer_sequence<int, count>{} );
 }
 
-/// `a < b ? a : b` in each lane: b if either is NaN.
+/// Returns `a < b ? a : b` in each lane, which is b if either is NaN.
 inline Samples min( Samples a, Samples b )
 {
 #if defined __AVX512BW__
@@ -73,7 +73,7 @@ inline Samples min( Samples a, Samples b )
 #endif
 }
 
-/// `a > b ? a : b` in each lane: b if either is NaN.
+/// Returns `a > b ? a : b` in each lane, which is b if either is NaN.
 inline Samples max( Samples a, Samples b )
 {
 #if defined __AVX512BW__
@@ -87,7 +87,7 @@ inline Samples max( Samples a, Samples b )
 #endif
 }
 
-/// Truncates towards zero. Values out of range give the nearest integer, NaN gives the lowest.
+/// Truncates towards zero. Values out of range become the nearest integer, and NaN becomes the lowest integer.
 inline Ints truncated( Samples y )
 {
 #if defined __AVX512BW__
@@ -95,14 +95,14 @@ inline Ints truncated( Samples y )
 #elif defined __AVX2__
     return (Ints)_mm256_cvttps_epi32( y ) ^ ( y >= 0x1p31f );
 #elif defined __SSE2__
-    return (Ints)_mm_cvttps_epi32( y ) ^ ( y >= 0x1p31f ); // the instruction gives the lowest integer if out of range
+    return (Ints)_mm_cvttps_epi32( y ) ^ ( y >= 0x1p31f ); // the instruction returns the lowest integer on overflow
 #else
     Samples in = min( max( y, Samples{} - 0x1p31f ), Samples{} + 0x1.fffffep30f );
     return __builtin_convertvector( in, Ints ) | ( ( y >= 0x1p31f ) & 0x7F );
 #endif
 }
 
-/// A vector whose element i is element `index( i )` of a and b, taken as one vector twice as long.
+/// Returns a vector whose element i is element `index( i )` of a and b, taken as one vector twice as long.
 template <auto index, class Lanes> inline Lanes shuffled( Lanes a, Lanes b )
 {
     return [=]<int... i>( std::integer_sequence<int, i...> )
@@ -112,7 +112,7 @@ template <auto index, class Lanes> inline Lanes shuffled( Lanes a, Lanes b )
     ( std::make_integer_sequence<int, laneBytes / int( sizeof( a[0] ) )>{} );
 }
 
-/// The low half of each element of a, then of b.
+/// Returns the low half of each element of a, then of b.
 template <class Narrow, class Wide> inline Narrow lowHalves( Wide a, Wide b )
 {
     constexpr int low = std::endian::native == std::endian::big;
@@ -127,7 +127,7 @@ template <class Signed> inline Signed clamped( Signed v, int low, int high )
     return v > max ? max : v;
 }
 
-/// Integers narrowed to half their width. Values out of range give the nearest integer in range.
+/// Narrows integers to half their width. Values out of range become the nearest integer in range.
 inline Vector<int16_t> narrowed( Ints a, Ints b )
 {
 #if defined __AVX512BW__
@@ -193,7 +193,7 @@ inline Words swapped32( Words v )
     }
 }
 
-/// The lower or upper half of the elements, each as the high half of an element twice as wide.
+/// Returns the lower or upper half of the elements, each as the high half of an element twice as wide.
 template <class Wide, bool upperHalf, class Narrow> inline Wide widenedHigh( Narrow v )
 {
     constexpr int count = laneBytes / int( sizeof( v[0] ) ), first = upperHalf ? count / 2 : 0;

@@ -5,7 +5,7 @@
 
 #include "kit/kit_check.hh"
 
-// The packet's own samples, and how many there are.
+// The writable samples of a packet and their number.
 struct Block {
     PCM_SAMPLE *dest;
     int64_t samples;

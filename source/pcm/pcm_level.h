@@ -6,22 +6,24 @@
 KIT_C_BEGIN
 
 /** @file
- * Scaling of samples by a level in dB or by a gain, which is a plain factor: any value; a negative one inverts, and
- * NaN and infinity go into the samples. The neutral 0 dB or gain 1 leaves the samples as they are. Nothing is
- * clamped. Levels beyond -200 and 200 dB count as these; one that is NaN or infinite ends the process. One handle
- * variable and one block serve one thread at a time.
+ * Level adjustment: multiplies samples by a gain or by the gain of a level in dB.
+ *
+ * A gain may have any value. A negative gain inverts the signal, and NaN and infinity propagate to the samples. A
+ * level of 0 dB and a gain of 1 leave the samples unchanged. Samples are not clamped. Levels below -200 dB count as
+ * -200 dB and levels above 200 dB as 200 dB. A null handle and a level that is NaN or infinite end the process. Use a
+ * handle variable or block from only one thread at a time.
  */
 
-/** A packet's samples, in place; a shared packet is copied first, also for a neutral level. */
+/** Adjusts the samples of a packet in place by a level. Copies a shared packet first, even for 0 dB. */
 PCM_API void pcmLevelAdjust( PCM_PACKET **pkt, double decibel );
 
-/** The same by a gain. */
+/** Adjusts the samples of a packet in place by a gain. Copies a shared packet first, even for a gain of 1. */
 PCM_API void pcmLevelAdjustLinearGain( PCM_PACKET **pkt, double gain );
 
-/** @p samples samples of the caller's block. */
+/** Adjusts the first @p samples samples of @p dest by a level. */
 PCM_API void pcmLevelAdjustSamples( PCM_SAMPLE *dest, int64_t samples, double decibel );
 
-/** The same by a gain. */
+/** Adjusts the first @p samples samples of @p dest by a gain. */
 PCM_API void pcmLevelAdjustLinearGainSamples( PCM_SAMPLE *dest, int64_t samples, double gain );
 
 KIT_C_END

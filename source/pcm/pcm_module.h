@@ -5,8 +5,8 @@
  * The library as a module: start-up, shut-down, and the record of its version and build.
  *
  * Call `kitModuleStartup( pcmModule() )` before any other function. Starts are counted: a second start has no effect,
- * and the tables of the library exist until each start has been matched by a `kitModuleShutdown( pcmModule() )`. A
- * shut-down without a start ends the process ("starts > 0"). Both run while no other thread uses the library.
+ * and the library keeps its tables until each start has been matched by a `kitModuleShutdown( pcmModule() )`. A
+ * shut-down without a start ends the process ("starts > 0"). Call both while no other thread uses the library.
  */
 
 #include "pcm_api.h"
@@ -19,13 +19,13 @@ PCM_API extern KIT_MODULE pcm___module;
 /** The product, version and build of the library. */
 PCM_API extern const KIT_MODULE_RECORD pcm___module_record;
 
-/** One line with product, version, platform, build flavour and module. It starts with a marker that tools search for.
+/**
+ * One line with the product, version, platform, build flavour and module. It starts with a marker that tools search
+ * for.
  */
 PCM_API extern const char *const pcm___module_version_string;
 
-/**
- * Returns the address of `pcm___module`. May be called before start-up.
- */
+/** Returns the address of `pcm___module`. May be called before start-up. */
 PCM_API KIT_MODULE *pcmModule( void );
 
 KIT_C_END

@@ -1,11 +1,11 @@
 #ifndef PCM_MODULE_HH
 #define PCM_MODULE_HH
 
-// Private to the library: whether its tables exist.
+// Private to the library: the state of the module.
 
 namespace pcm {
 
-/// Whether there were more start-ups than shut-downs.
+/// Returns true if the module has been started more often than shut down. The tables exist only then.
 bool moduleIsStarted();
 
 } // namespace pcm

@@ -6,25 +6,26 @@
 KIT_C_BEGIN
 
 /** @file
- * White noise between -1.0 and 1.0: a table of 8192 random samples, made when the module starts. Each call begins at
- * a random place of it and goes round in circles. Any number of threads may call at once.
- * Needs the module to be started. A negative count and, where there is something to write, a null block end the
- * process.
+ * White noise from -1.0 to 1.0.
+ *
+ * The start-up of the module fills a table with 8192 random samples. Each call begins at a random position in the
+ * table and wraps around at its end. Call `kitModuleStartup( pcmModule() )` first. Any number of threads may call
+ * these functions at the same time. A negative count and a null block with samples to write end the process.
  */
 
-/** @p samples samples as a packet of one channel that the caller owns. */
+/** Creates a packet of one channel with @p samples samples of noise. The caller owns it. */
 PCM_API PCM_PACKET *pcmNoiseGather( int64_t samples );
 
-/** Noise into the caller's block. */
+/** Writes @p samples samples of noise to @p dest. */
 PCM_API void pcmNoiseGatherSamples( PCM_SAMPLE *dest, int64_t samples );
 
-/** Noise added onto what the block holds. */
+/** Adds @p samples samples of noise to those in @p dest. */
 PCM_API void pcmNoiseGatherSamplesAdd( PCM_SAMPLE *dest, int64_t samples );
 
-/** Makes the table; part of the module's start-up and shut-down. */
+/** Creates the table. Called by the start-up of the module. */
 PCM_API void pcm___NoiseStartup( void );
 
-/** Drops the table. */
+/** Frees the table. Called by the shut-down of the module. */
 PCM_API void pcm___NoiseShutdown( void );
 
 KIT_C_END

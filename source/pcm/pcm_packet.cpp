@@ -13,7 +13,7 @@ struct PCM_PACKET {
     KIT_OBJ header;
     int64_t channels;
     int64_t frames;
-    PCM_SAMPLE *backing; // frames x channels samples; null exactly without frames
+    PCM_SAMPLE *backing; // frames x channels samples; null if and only if frames is 0
 };
 
 static void pcm___PacketFreeFunc( KIT_OBJ *obj );
@@ -29,7 +29,7 @@ static void pcm___PacketFreeFunc( KIT_OBJ *obj )
     kit___ObjDbgSetAllocationSize( obj, 0 );
 }
 
-// The size of a frame in bytes. A channel count that cannot be sized gives a size that no allocator can serve.
+// Returns the size of a frame in bytes. If it does not fit 64 bits, the result is too large for any allocator.
 static int64_t frameSize( int64_t channels ) { return kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ); }
 
 static PCM_SAMPLE *allocate( int64_t frames, int64_t channels )
@@ -57,7 +57,7 @@ static PCM_PACKET *create( int64_t channels )
     return pkt;
 }
 
-// Gives a packet that knows its frames a block with a copy of theirs.
+// Allocates the block of a packet whose frame count is set and copies the samples of source to it.
 static void copyBlock( PCM_PACKET *pkt, const PCM_SAMPLE *source )
 {
     int64_t bytes = kit::saturatedMul( pkt->frames, frameSize( pkt->channels ) );
@@ -187,10 +187,10 @@ void pcmPacketSetFrames( PCM_PACKET **pkt, int64_t frames )
     if ( frames > oldFrames ) pcmPacketInsertZero( pkt, oldFrames, frames - oldFrames );
 }
 
-// ---- Frame editing: the steps that all verbs are made of
+// ---- Frame editing: the steps that make up all operations
 
 // Makes room for frames at idx, which the caller must write. If idx is past the end, does nothing: the caller's write
-// step then fails the position check, with no sample moved.
+// step then fails its position check before any sample has moved.
 static void pcm___PacketOpenGap( PCM_PACKET **pkt, int64_t idx, int64_t frames )
 {
     KIT_CHECK( pkt );
@@ -335,7 +335,7 @@ void pcmPacketDelOuter( PCM_PACKET **pkt, int64_t idx, int64_t frames )
     noteSize( *pkt );
 }
 
-// ---- Frame editing: the verbs. Each helper runs the tests that come before its number may be taken.
+// ---- Frame editing: the operations. Each helper checks what it needs before it returns a number.
 
 static int64_t end( PCM_PACKET **pkt )
 {
@@ -487,7 +487,7 @@ void pcmPacketWriteChannelsSamples( PCM_PACKET **pkt, int64_t destChannelOffset,
             source + sourceFrameOffset * sourceChannelCount, sourceChannelOffset + c, sourceChannelCount, frames );
 }
 
-// A packet of as many frames as the source, for the caller to fill.
+// Creates a packet of as many frames as the source, for the caller to fill.
 static PCM_PACKET *createUnwritten( PCM_PACKET *source, int64_t channels )
 {
     void *block = kitMemAlloc( kit::saturatedMul( source->frames, frameSize( channels ) ) );

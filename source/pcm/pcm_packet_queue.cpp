@@ -8,9 +8,9 @@
 struct PCM_PACKET_QUEUE {
     KIT_OBJ header;
     int64_t channels;
-    KIT_VECTOR *packetsVector; // what no gather has touched, oldest first
-    PCM_PACKET *currentPacket; // taken out of the vector and partly consumed; or null
-    int64_t currentPacketUsed; // frames consumed of it: some and not all between calls, 0 without it
+    KIT_VECTOR *packetsVector; // packets from which nothing has been gathered, oldest first
+    PCM_PACKET *currentPacket; // removed from the vector and partly consumed, or null
+    int64_t currentPacketUsed; // its consumed frames: some but not all between calls, 0 if there is none
     int64_t frames;
 };
 
@@ -42,7 +42,7 @@ static PCM_PACKET *front( PCM_PACKET_QUEUE **queue )
     return ( *queue )->currentPacket;
 }
 
-// Moves the current packet out, less the frames that were consumed.
+// Removes the current packet and returns it without the frames that were consumed.
 static PCM_PACKET *takeCurrent( PCM_PACKET_QUEUE *queue )
 {
     PCM_PACKET *pkt = queue->currentPacket;

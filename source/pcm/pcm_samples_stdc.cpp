@@ -78,7 +78,7 @@ void pcm___SamplesScale( PCM_SAMPLE *dest, int64_t samples, double scale )
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( dest || !samples );
     auto factor = PCM_SAMPLE( scale );
-    constexpr int64_t tile = 4 * pcm::lanes; // four at once, which a plain loop doesn't come to
+    constexpr int64_t tile = 4 * pcm::lanes; // four vectors at a time; compilers unroll a plain loop less
     int64_t done = 0;
     for ( ; samples - done >= tile; done += tile ) {
         PCM_SAMPLE *at = dest + done;

@@ -6,14 +6,16 @@
 KIT_C_BEGIN
 
 /** @file
- * Silence, in the form of the generators. Any number of threads may call at once. A negative count and, where there
- * is something to write, a null block end the process.
+ * A generator of silence, called like the generators of tones and noise.
+ *
+ * Any number of threads may call these functions at the same time. A negative count and a null block with samples to
+ * write end the process.
  */
 
-/** @p samples samples of value 0 as a packet of one channel that the caller owns. */
+/** Creates a packet of one channel with @p samples samples of value 0. The caller owns it. */
 PCM_API PCM_PACKET *pcmSilenceGather( int64_t samples );
 
-/** Silence into the caller's block. */
+/** Writes @p samples samples of value 0 to @p dest. */
 PCM_API void pcmSilenceGatherSamples( PCM_SAMPLE *dest, int64_t samples );
 
 KIT_C_END

@@ -13,8 +13,8 @@ namespace pcm {
 constexpr PCM_ENCODING packGroup = 2 * PCM_ENCODING_PACK_64 - PCM_ENCODING_PACK_16;
 constexpr PCM_ENCODING allFlags = 2 * PCM_ENCODING_PACK_64 - 1;
 
-/// The index in its group of the lowest flag that is set, since of several flags of a group the lowest counts. The
-/// number of flags in the group if none is set.
+/// Returns the index of the lowest flag in a group that is set, which is the flag that applies. Returns the number of
+/// flags in the group if none is set.
 constexpr int flagIndex( PCM_ENCODING encoding, PCM_ENCODING firstFlag, PCM_ENCODING lastFlag )
 {
     const PCM_ENCODING afterLast = 2 * lastFlag;
@@ -24,7 +24,7 @@ constexpr int flagIndex( PCM_ENCODING encoding, PCM_ENCODING firstFlag, PCM_ENCO
 struct Slot {
     int base; // index of the base flag
     bool isUnsigned, isBigEndian;
-    int64_t width, sampleWidth, offset; // in bytes; the offset is that of the sample in the slot
+    int64_t width, sampleWidth, offset; // in bytes; the offset is the position of the sample in the slot
 };
 
 /// In bytes, by the index of the base or pack flag. The last entry applies if there is no such flag.
@@ -44,7 +44,7 @@ constexpr Slot slotOf( PCM_ENCODING encoding )
     return slot;
 }
 
-/// Whether a word normalises to 0, which denotes an array of `PCM_SAMPLE`.
+/// Returns whether a word normalises to 0, which denotes an array of `PCM_SAMPLE`.
 constexpr bool isSamples( PCM_ENCODING encoding ) { return !( encoding & allFlags ); }
 
 /// Replaces word 0 by a word for floats in the given byte order, unless that is what word 0 already means.
@@ -52,8 +52,7 @@ constexpr bool isSamples( PCM_ENCODING encoding ) { return !( encoding & allFlag
 /// Word 0 has two meanings on a big-endian host. In memory it denotes an array of `PCM_SAMPLE`, in the byte order of
 /// the host. In a buffer, which may be sent to another host, samples are little-endian everywhere. The functions on
 /// buffers therefore call this function with little endian before they call pcm___Convert, and pcm___Convert calls it
-/// with the order of the host. The second call leaves the word of the first one alone, because that word is no longer
-/// 0.
+/// with the order of the host. The second call does not change the result of the first, which is no longer 0.
 constexpr PCM_ENCODING samplesIn( std::endian order, PCM_ENCODING encoding )
 {
     if ( std::endian::native == std::endian::little || !isSamples( encoding ) ) return encoding;

@@ -14,7 +14,7 @@ struct PCM_SRC {
     int64_t fixWriteFrameRate;
     int64_t fixChannels;
     PCM_PACKET_QUEUE *intPacketQueue;
-    double fixRatio; // output frames for each input frame
+    double fixRatio; // output frames per input frame
     SRC_STATE *intSrcState;
 };
 
@@ -82,7 +82,7 @@ void pcmSrcWrite( PCM_SRC *src, PCM_PACKET *pkt )
     int64_t channels = src->fixChannels, pktIndex = 0, outIndex = 0, outFrames = 0;
     PCM_SAMPLE *block = nullptr;
     while ( pktIndex < pktFrames ) {
-        // A pass that only gives output takes nothing, so the block grows by a whole estimate in every pass.
+        // A pass may produce output without consuming input, so the block grows by a full estimate in every pass.
         int64_t frames = kitIntMax( int64_t( double( pktFrames - pktIndex ) * src->fixRatio ), 1 );
         KIT_CHECK( KIT_INT_ADD_OK( outFrames, frames ) );
         outFrames += frames;

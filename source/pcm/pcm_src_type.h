@@ -2,8 +2,9 @@
 #define PCM_SRC_TYPE_H
 
 /** @file
- * The kinds of sample rate conversion: those of libsamplerate. A number that is no type, and null for a string, end
- * the process. Any thread may call these functions.
+ * Types of sample rate converters, which are those of libsamplerate.
+ *
+ * An unknown type and a null string end the process. Any thread may call these functions.
  */
 
 #include "pcm_api.h"
@@ -12,28 +13,31 @@ KIT_C_BEGIN
 
 enum {
     PCM_SRC_TYPE_SINC_BEST_QUALITY = 0,   /**< widest band, slowest */
-    PCM_SRC_TYPE_SINC_MEDIUM_QUALITY = 1, /**< in between */
-    PCM_SRC_TYPE_SINC_FASTEST = 2,        /**< the usual choice for telephony */
+    PCM_SRC_TYPE_SINC_MEDIUM_QUALITY = 1, /**< between the other two */
+    PCM_SRC_TYPE_SINC_FASTEST = 2,        /**< usual choice for telephony */
     PCM_SRC_TYPE_ZERO_ORDER_HOLD = 3,     /**< repeats and drops frames */
-    PCM_SRC_TYPE_LINEAR = 4               /**< straight lines between frames */
+    PCM_SRC_TYPE_LINEAR = 4               /**< linear interpolation between frames */
 };
 
-/** Whether a number is one of the types. */
+/** Tests whether a number is one of the types. */
 #define PCM_SRC_TYPE_OK( type ) ( (uint64_t)( type ) <= PCM_SRC_TYPE_LINEAR )
 
-/** The type of a name such as "PCM_SRC_TYPE_LINEAR", or -1. Needs the module to be started. */
+/**
+ * Returns the type with a name such as "PCM_SRC_TYPE_LINEAR", or -1 if there is none. Call
+ * `kitModuleStartup( pcmModule() )` first.
+ */
 PCM_API int64_t pcmSrcTypeFromString( KIT_STRING *kits );
 
-/** The name of a type. Needs the module to be started. The caller owns the string. */
+/** Returns the name of a type. The caller owns the string. Call `kitModuleStartup( pcmModule() )` first. */
 PCM_API KIT_STRING *pcmSrcTypeToString( int64_t type );
 
-/** The converter constant of libsamplerate for a type. */
+/** Returns the converter constant of libsamplerate for a type. */
 PCM_API int32_t pcm___SrcTypeToSamplerateConverterType( int64_t type );
 
-/** Makes the table of the names; part of the module's start-up and shut-down. */
+/** Creates the table of names. Called by the start-up of the module. */
 PCM_API void pcm___SrcTypeStartup( void );
 
-/** Drops the table. */
+/** Frees the table. Called by the shut-down of the module. */
 PCM_API void pcm___SrcTypeShutdown( void );
 
 KIT_C_END

@@ -10,7 +10,7 @@
 struct PCM_TONE {
     KIT_OBJ header;
     double period;
-    double position; // in frames, from the start of a period
+    double position; // in frames since the start of a period
     double radiansPerFrame;
 };
 
@@ -25,9 +25,9 @@ static PCM_TONE *create( double period )
     return tone;
 }
 
-// Subtracts one period at a time, because the rounding of each subtraction is part of the defined result. With a
-// period far below one frame this could take forever: subtracting it may not even change the position. Such periods
-// use fmod.
+// Subtracts one period at a time, because the rounding of each subtraction is part of the defined result. For a
+// period far below one frame this could take forever, because a subtraction may not even change the position. Such
+// periods use fmod.
 static void wrap( PCM_TONE *tone )
 {
     constexpr double shortest = 0x1p-10;

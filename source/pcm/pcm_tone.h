@@ -2,13 +2,15 @@
 #define PCM_TONE_H
 
 /** @file
- * Sine tones: generators of one channel with peak 1.0 that begin at phase 0 and go on where the last call stopped.
+ * Sine tones: generators of one channel with peak 1.0.
  *
- * The phase is 2 pi / period x position; the position counts frames, and is taken back by whole periods at the end of
- * each call. Sines are the platform's `sin` in double precision, narrowed to 32-bit floats. A tone changes in place,
- * whoever holds it, and serves one thread at a time.
- * Periods, rates and frequencies that are not above 0, null, a negative count and, where there is something to write,
- * a null block end the process.
+ * A tone begins at phase 0, and each call continues at the phase where the previous call stopped. The phase is
+ * `2 pi / period x position`. The position counts frames, and whole periods are subtracted from it at the end of each
+ * call. Samples are results of the platform's `sin` in double precision, converted to 32-bit floats.
+ *
+ * A tone is not copy-on-write: it changes in place for all holders. Use it from only one thread at a time. Null, a
+ * period, rate or frequency that is not above 0, a negative count and a null block with samples to write end the
+ * process.
  */
 
 #include "pcm_packet.h"
@@ -17,19 +19,26 @@ KIT_C_BEGIN
 
 PCM_OBJECT_DECLARE( PCM_TONE, pcmTone );
 
-/** A tone, owned by the caller. @param period frames in a cycle, above 0, not necessarily whole */
+/**
+ * Creates a tone. The caller owns it.
+ *
+ * @param period the number of frames in a cycle, above 0, not necessarily an integer
+ */
 PCM_API PCM_TONE *pcmToneCreate( double period );
 
-/** A tone of @p hertz at @p frameRate frames per second, both above 0; owned by the caller. May give null. */
+/**
+ * Creates a tone of @p hertz at @p frameRate frames per second, both above 0. The caller owns it. Returns null if the
+ * period is not above 0.
+ */
 PCM_API PCM_TONE *pcmToneTryCreateWithFrequency( int64_t frameRate, int64_t hertz );
 
-/** The next @p samples samples as a packet that the caller owns. */
+/** Creates a packet of one channel with the next @p samples samples. The caller owns it. */
 PCM_API PCM_PACKET *pcmToneGather( PCM_TONE *tone, int64_t samples );
 
-/** The next samples into the caller's block. */
+/** Writes the next @p samples samples to @p dest. */
 PCM_API void pcmToneGatherSamples( PCM_TONE *tone, PCM_SAMPLE *dest, int64_t samples );
 
-/** The next samples, added onto what the block holds. */
+/** Adds the next @p samples samples to those in @p dest. */
 PCM_API void pcmToneGatherSamplesAdd( PCM_TONE *tone, PCM_SAMPLE *dest, int64_t samples );
 
 KIT_C_END
