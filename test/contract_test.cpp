@@ -9,9 +9,8 @@
 #include <functional>
 #include <sys/resource.h>
 
-// The conditions whose breaking ends the process, but for those that the fuzz targets foretell of edits and streams.
-// A call breaks the condition of its row and, where that can be, those that are tested behind it: with the next one
-// first, it would end with another text.
+// Every condition whose violation ends the process. Where possible, a call also violates the conditions that are
+// checked after that of its row, so that a wrong order of checks gives another text.
 
 namespace {
 
@@ -38,7 +37,7 @@ PCM_PACKET *vast( int64_t frames, int64_t channels )
 
 KIT_BUFFER *bytes( int64_t length = 8 ) { return kitBufferCreateFromBytesUse( kitMemAlloc( 64 ), length ); }
 
-PCM_PACKET *source( int64_t frames = 5, int64_t channels = 2 ) { return test::packet( frames, channels ).release(); }
+PCM_PACKET *source( int64_t frames = 5, int64_t channels = 2 ) { return test::packet( frames, channels ).detach(); }
 PCM_PACKET **pkt() { return held( source( 3 ) ); }
 PCM_PACKET **none() { return held<PCM_PACKET>( null ); }
 
@@ -155,10 +154,15 @@ const struct {
 } files[] = {
     { "pcm_encoding", {
         { "kits", { DO( EncodingFromString, null ) } },
+        { "channels > 0", { DO( EncodingSizeofFrame, 0, 0 ), DO( EncodingSizeofFrame, 0, least ) } },
         { "KIT_INT_MUL_OK( channels, s )", { DO( PacketEncode, vast( most, tooMany ), 0 ),
             DO( PacketTryDecode, bytes(), 0, tooMany ),
             DO( PacketTryDecode, bytes( tooMany ), PCM_ENCODING_INT_8, tooMany ) } },
     } }, { "pcm_convert", {
+        { "samples >= 0", { DO( ___Convert, null, 0, null, 0, -1 ) } },
+        { "dest || samples == 0", { DO( ___Convert, null, 0, null, 0, most ) } },
+        { "source || samples == 0", { DO( ___Convert, block, 0, null, 0, most ) } },
+        { "KIT_INT_MUL_OK( destSize, samples )", { DO( ___Convert, block, 0, block, 0, most ) } },
         { "KIT_INT_MUL_OK( sourceSize, samples )", { DO( ___Convert, block, PCM_ENCODING_INT_8, block, 0, most ) } },
         { "KIT_INT_MUL_OK( destSampleSize, samples )", {
             DO( TryConvert, PCM_ENCODING_INT_16, bytes( most ), PCM_ENCODING_INT_8 ) } },
@@ -190,6 +194,8 @@ const struct {
             DO( PacketEncode, null, 0 ), DO( SrcRead, src() ) } },
         { "source", { DO( PacketCreateFrom, null ), DO( PacketCreateFromWithChannels, null, 0 ),
             DO( PacketCreateFromWithChannelMask, null, 0 ), DO( PacketTryDecode, null, 0, 0 ) } },
+        { "channelMask", { DO( PacketCreateFromWithChannelMask, source(), 0 ) } },
+        { "channels > 0", { DO( PacketCreateFromWithChannels, source(), 0 ) } },
         { "channels > 0", { DO( PacketCreate, 0 ), DO( PacketCreateFromSamplesCopy, null, least, -1 ),
             DO( PacketCreateFromSamplesUse, null, 0, -1 ), DO( PacketTryDecode, bytes(), 0, 0 ) } },
         { "frames >= 0", { DO( PacketCreateFromSamplesCopy, null, most, -1 ),
@@ -202,6 +208,82 @@ const struct {
         { "KIT_INT_MUL_OK( pkt->frames, pkt->channels * KIT_SIZEOF( PCM_SAMPLE ) )", {
             DO( PacketCreateFromSamplesCopy, block, tooMany - 1, 2 ) } },
         { "KIT_INT_MUL_OK( length, pkt->frames )", { DO( PacketEncode, vast( tooMany, 2 ), 0 ) } },
+        { "pkt", { DO( PacketMutableBacking, null ), DO( PacketClear, null ), DO( PacketSetChannels, null, 0 ),
+            DO( PacketSetFrames, null, -1 ), DO( PacketWriteInner, null, -1, null, -1, -1 ),
+            DO( PacketWriteOuter, null, -1, null, -1, -1 ), DO( PacketWriteZero, null, -1, -1 ),
+            DO( PacketInsertInner, null, -1, null, -1, -1 ), DO( PacketInsertOuter, null, -1, null, -1, -1 ),
+            DO( PacketInsertZero, null, -1, -1 ), DO( PacketAppend, null, null ),
+            DO( PacketAppendZero, null, -1 ), DO( PacketDelInner, null, -1, -1 ),
+            DO( PacketDelOuter, null, -1, -1 ), DO( PacketDelTrailing, null, least ),
+            DO( PacketWriteChannels, null, -1, -1, null, -1, -1, -1, -1 ),
+            DO( PacketWriteChannelsSamples, null, -1, -1, null, -1, -1, -1, -1, -1 ) } },
+        { "*pkt", { DO( PacketMutableBacking, none() ), DO( PacketClear, none() ), DO( PacketSetChannels, none(), 0 ),
+            DO( PacketSetFrames, none(), -1 ), DO( PacketWriteInner, none(), -1, null, -1, -1 ),
+            DO( PacketWriteOuter, none(), -1, null, -1, -1 ), DO( PacketWriteZero, none(), -1, -1 ),
+            DO( PacketInsertInner, none(), -1, null, -1, -1 ), DO( PacketInsertZero, none(), -1, -1 ),
+            DO( PacketAppendTrailing, none(), null, -1 ), DO( PacketDelInner, none(), -1, -1 ),
+            DO( PacketDelOuter, none(), -1, -1 ), DO( PacketDelTrailing, none(), least ),
+            DO( PacketWriteChannelsSamples, none(), -1, -1, null, -1, -1, -1, -1, -1 ) } },
+        { "channels > 0", { DO( PacketSetChannels, pkt(), 0 ) } },
+        { "KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) )", { DO( PacketSetChannels, pkt(), tooMany ) } },
+        { "frames >= 0", { DO( PacketSetFrames, pkt(), -1 ), DO( PacketInsertZero, pkt(), most, -1 ),
+            DO( PacketInsertOuter, pkt(), 0, source(), 0, 6 ), DO( PacketWriteInner, pkt(), 0, source(), 6, -1 ),
+            DO( PacketWriteOuter, pkt(), 0, source(), 6, -1 ), DO( PacketWriteZero, pkt(), 4, -1 ),
+            DO( PacketDelInner, pkt(), 4, -1 ), DO( PacketDelOuter, pkt(), 4, -1 ), DO( PacketDelTrailing, pkt(), -1 ),
+            DO( PacketWriteChannelsSamples, pkt(), 0, 0, block, 0, 1, 0, 0, -1 ) } },
+        { "idx >= 0", { DO( PacketWriteInner, pkt(), -1, null, -1, -1 ), DO( PacketWriteOuter, pkt(), -1, null, -1, -1 ),
+            DO( PacketWriteZero, pkt(), -1, -1 ), DO( PacketInsertZero, pkt(), -1, -1 ),
+            DO( PacketDelInner, pkt(), -1, -1 ), DO( PacketDelOuter, pkt(), -1, -1 ), DO( PacketDelTrailing, pkt(), 4 ) } },
+        { "source", { DO( PacketWrite, null, -1, null ), DO( PacketWriteInner, pkt(), 0, null, -1, -1 ),
+            DO( PacketWriteOuter, pkt(), 0, null, -1, -1 ), DO( PacketWriteLeading, pkt(), 0, null, -1 ),
+            DO( PacketWriteTrailing, null, -1, null, -1 ), DO( PacketInsert, null, -1, null ),
+            DO( PacketInsertInner, pkt(), 0, null, -1, 0 ), DO( PacketInsertOuter, pkt(), -1, null, -1, least ),
+            DO( PacketInsertLeading, null, -1, null, -1 ), DO( PacketInsertTrailing, null, -1, null, -1 ),
+            DO( PacketPrependLeading, pkt(), null, -1 ), DO( PacketAppendOuter, pkt(), null, -1, -1 ),
+            DO( PacketWriteChannels, none(), -1, -1, null, -1, 1, -1, most ) } },
+        { "KIT_INT_SUB_OK( source->frames, frames )", { DO( PacketWriteTrailing, null, -1, source(), least ),
+            DO( PacketInsertTrailing, null, -1, source(), least ), DO( PacketInsertOuter, none(), -1, source(), -1, least ) } },
+        { "KIT_INT_SUB_OK( (*pkt)->frames, frames )", { DO( PacketDelTrailing, pkt(), least ) } },
+        { "KIT_INT_ADD_OK( idx, frames )", { DO( PacketInsertZero, pkt(), most, 1 ), DO( PacketWriteZero, pkt(), most, 1 ),
+            DO( PacketWriteInner, pkt(), most, source(), 0, 1 ), DO( PacketDelInner, pkt(), most, 1 ),
+            DO( PacketDelOuter, pkt(), 1, most ) } },
+        { "KIT_INT_ADD_OK( (*pkt)->frames, frames )", { DO( PacketInsertZero, pkt(), 0, most ) } },
+        { "offset >= 0", { DO( PacketWriteInner, pkt(), 4, source(), -1, -1 ), DO( PacketWriteOuter, pkt(), 4, source(), -1, -1 ),
+            DO( PacketWriteTrailing, pkt(), 0, source(), 6 ) } },
+        { "KIT_INT_ADD_OK( offset, frames )", { DO( PacketWriteInner, pkt(), 0, source(), most, 1 ),
+            DO( PacketWriteOuter, pkt(), 0, source(), most, 1 ) } },
+        { "offset + frames <= source->frames", { DO( PacketWriteInner, pkt(), most, source(), 5, 1 ),
+            DO( PacketWriteOuter, pkt(), most, source(), 5, 1 ), DO( PacketPrependInner, pkt(), source(), 5, 1 ) } },
+        { "idx + frames <= (*pkt)->frames", { DO( PacketWriteInner, pkt(), 3, source( 5, 3 ), 0, 1 ),
+            DO( PacketWriteZero, pkt(), 3, 1 ), DO( PacketInsertZero, pkt(), 4, 1 ), DO( PacketDelInner, pkt(), 3, 1 ),
+            DO( PacketDelOuter, pkt(), 0, 4 ), DO( PacketInsertInner, pkt(), 4, source(), 0, 1 ) } },
+        { "KIT_INT_ADD_OK( idx, source->frames - frames )", { DO( PacketWriteOuter, pkt(), most, source(), 0, 4 ) } },
+        { "idx + (source->frames - frames) <= (*pkt)->frames", { DO( PacketWriteOuter, pkt(), 3, source( 5, 3 ), 0, 4 ) } },
+        { "(*pkt)->channels == source->channels", { DO( PacketWriteInner, pkt(), 0, source( 5, 3 ), 0, 0 ),
+            DO( PacketWriteOuter, pkt(), 0, source( 5, 3 ), 0, 5 ), DO( PacketAppend, pkt(), source( 5, 3 ) ) } },
+        { "KIT_INT_ADD_OK( sourceFrameOffset, frames )", {
+            DO( PacketWriteChannels, none(), -1, -1, source(), -1, 1, -1, most ),
+            DO( PacketWriteChannelsSamples, pkt(), 0, 0, block, 0, 2, most, -1, 1 ) } },
+        { "sourceFrameOffset + frames <= source->frames", {
+            DO( PacketWriteChannels, none(), -1, -1, source(), -1, 5, -1, 1 ) } },
+        { "destChannelOffset >= 0", { DO( PacketWriteChannelsSamples, pkt(), -1, -1, null, -1, -1, -1, -1, 1 ) } },
+        { "KIT_INT_ADD_OK( destChannelOffset, channels )", {
+            DO( PacketWriteChannelsSamples, pkt(), 1, -1, null, -1, -1, -1, most, 1 ) } },
+        { "destChannelOffset + channels <= (*pkt)->channels", {
+            DO( PacketWriteChannelsSamples, pkt(), 1, -1, null, -1, -1, -1, 2, 1 ) } },
+        { "destFrameOffset >= 0", { DO( PacketWriteChannelsSamples, pkt(), 0, -1, null, -1, -1, -1, 2, 1 ) } },
+        { "KIT_INT_ADD_OK( destFrameOffset, frames )", {
+            DO( PacketWriteChannelsSamples, pkt(), 0, 1, null, -1, -1, -1, 2, most ) } },
+        { "destFrameOffset + frames <= (*pkt)->frames", {
+            DO( PacketWriteChannelsSamples, pkt(), 0, 3, null, -1, -1, -1, 2, 1 ) } },
+        { "source || !frames", { DO( PacketWriteChannelsSamples, pkt(), 0, 0, null, -1, -1, -1, 2, 1 ) } },
+        { "sourceChannelOffset >= 0", { DO( PacketWriteChannelsSamples, pkt(), 0, 0, block, -1, -1, -1, 2, 1 ) } },
+        { "KIT_INT_ADD_OK( sourceChannelOffset, channels )", {
+            DO( PacketWriteChannelsSamples, pkt(), 0, 0, block, most, -1, -1, 2, 1 ) } },
+        { "sourceChannelOffset + channels <= sourceChannelCount", {
+            DO( PacketWriteChannelsSamples, pkt(), 0, 0, block, 1, 2, -1, 2, 1 ) } },
+        { "sourceFrameOffset >= 0", { DO( PacketWriteChannelsSamples, pkt(), 0, 0, block, 0, 2, -1, 2, 1 ) } },
+        { "channels >= 0", { DO( PacketWriteChannelsSamples, pkt(), 1, 0, block, 1, 2, 0, -1, -1 ) } },
     } }, { "pcm_packet_queue", {
         STANDARD( PCM_PACKET_QUEUE, pcmPacketQueue, *queue(), pcmPacketObj( source() ) ),
         DESTRUCTOR( PCM_PACKET_QUEUE, pcmPacketQueue, "queue", pcmPacketObj( source() ) ),
@@ -211,7 +293,20 @@ const struct {
             DO( PacketQueueWrite, fullQueue(), null ) } },
         { "pkt", { DO( PacketQueueWrite, queue(), null ) } },
         { "KIT_INT_ADD_OK( (*queue)->frames, length )", { DO( PacketQueueWrite, queue(), vast( most, 2 ) ) } },
-        { "frames <= (*queue)->frames", { DO( SrcGather, src(), 1 ) } },
+        { "frames <= (*queue)->frames", { DO( SrcGather, src(), 1 ), DO( PacketQueueGather, queue(), 6 ) } },
+        { "queue", { DO( PacketQueueWrite, null, null ), DO( PacketQueueRead, null ), DO( PacketQueueGather, null, -1 ),
+            DO( PacketQueueGatherSamples, null, null, -1 ), DO( PacketQueueClear, null ) } },
+        { "*queue", { DO( PacketQueueWrite, held<PCM_PACKET_QUEUE>( null ), null ),
+            DO( PacketQueueRead, held<PCM_PACKET_QUEUE>( null ) ),
+            DO( PacketQueueGather, held<PCM_PACKET_QUEUE>( null ), -1 ),
+            DO( PacketQueueGatherSamplesAdd, held<PCM_PACKET_QUEUE>( null ), null, -1 ),
+            DO( PacketQueueClear, held<PCM_PACKET_QUEUE>( null ) ) } },
+        { "pcmPacketChannels( pkt ) == (*queue)->channels", { DO( PacketQueueWrite, queue(), source( 5, 3 ) ) } },
+        { "frames >= 0", { DO( PacketQueueGather, queue(), -1 ), DO( PacketQueueGatherSamples, queue(), null, -1 ) } },
+        { "frames == 0 || dest", { DO( PacketQueueGatherSamples, queue(), null, 6 ),
+            DO( PacketQueueGatherSamplesAdd, queue(), null, 1 ) } },
+        { "(*queue)->frames >= frames", { DO( PacketQueueGatherSamples, queue(), block, 6 ),
+            DO( PacketQueueGatherSamplesAdd, queue(), block, 6 ) } },
         { "!(*queue)->currentPacketUsed", { DO( PacketQueueGather, usedQueue(), 5 ),
             DO( PacketQueueGatherSamples, usedQueue(), block, 1 ) } },
     } }, { "pcm_src_type", {
@@ -249,7 +344,16 @@ const struct {
     } }, { "pcm_channels", {
         { "channels > 0", { DO( ChannelsAdjustReplaceWithDownmix, pkt(), 0 ),
             DO( ChannelsAdjustExpandWithDownmix, pkt(), least ) } },
+        { "pkt", { DO( ChannelsAdjustReplaceWithDownmix, null, 0 ), DO( ChannelsAdjustExpandWithDownmix, null, 0 ) } },
+        { "*pkt", { DO( ChannelsAdjustReplaceWithDownmix, none(), 0 ), DO( ChannelsAdjustExpandWithDownmix, none(), 0 ) } },
     } }, { "pcm_frames", {
+        { "pkt", { DO( FramesExtend, null, 1 ), DO( FramesReduce, null, 1 ) } },
+        { "*pkt", { DO( FramesExtend, none(), 1 ), DO( FramesReduce, none(), 1 ) } },
+        { "mult > 1", { DO( FramesExtend, pkt(), 1 ) } },
+        { "div > 1", { DO( FramesReduce, pkt(), 1 ) } },
+        { "KIT_INT_MUL_OK( sourceFrames, mult )", { DO( FramesExtend, pkt(), most ) } },
+        { "sourceFrames % div == 0", { DO( FramesReduce, pkt(), 2 ) } },
+        { "KIT_INT_MUL_OK( destFrames, sourceChannels )", { DO( FramesExtend, pkt(), tooMany ) } },
         { "sourceChannels > 0", { DO( FramesReduce, held( poked( source( 5 ), 5, int64_t{ 0 } ) ), 2 ) } },
         { "KIT_INT_MUL_OK( destFrames, sourceChannels )", { DO( FramesReduce, held( vast( most - 1, 4 ) ), 2 ) } },
     } }, { "pcm_filter_type", {
@@ -272,7 +376,12 @@ const struct {
         { "KIT_INT_MUL_OK( filter->coefficientsLength, filter->channels )", { DO( FilterCreate, taps(), most ) } },
         { "source", { DO( FilterCreateFrom, null ) } },
         { "pkt", { DO( FilterWrite, filter(), null ) } },
-        { "filter", { DO( FilterFrames, null ), DO( FilterPackets, null ), DO( FilterChannels, null ),
+        { "*filter", { DO( FilterWrite, held<PCM_FILTER>( null ), null ), DO( FilterRead, held<PCM_FILTER>( null ) ),
+            DO( FilterGather, held<PCM_FILTER>( null ), -1 ), DO( FilterReset, held<PCM_FILTER>( null ) ) } },
+        { "pcmPacketChannels( pkt ) == (*filter)->channels", { DO( FilterWrite, filter(), source( 5, 3 ) ) } },
+        { "filter", { DO( FilterWrite, null, null ), DO( FilterRead, null ), DO( FilterGather, null, -1 ),
+            DO( FilterGatherSamples, null, null, -1 ), DO( FilterGatherSamplesAdd, null, null, -1 ),
+            DO( FilterReset, null ), DO( FilterFrames, null ), DO( FilterPackets, null ), DO( FilterChannels, null ),
             DO( FilterCoefficients, null ) } },
     } }, { "pcm_tone", {
         STANDARD( PCM_TONE, pcmTone, tone(), pcmPacketObj( source() ) ),

@@ -32,14 +32,7 @@ static std::vector<float> telling()
 }
 
 /// A sample from a little below -1 to a little above 1.
-static float nearFullScale( test::Random &random ) { return float( int32_t( random() ) ) * 0x1.1p-31f; }
-
-static Bytes randomBytes( test::Random &random, int64_t count )
-{
-    Bytes bytes( static_cast<size_t>( count ) );
-    for ( uint8_t &byte : bytes ) byte = uint8_t( random() >> 32 );
-    return bytes;
-}
+static float nearFullScale( test::Choices &random ) { return float( int32_t( random.word() ) ) * 0x1.1p-31f; }
 
 /// Whether the library makes of these bytes what the model makes of them; if not, the first wrong slot.
 static testing::AssertionResult converts( uint64_t dest, uint64_t source, const Bytes &bytes )
@@ -59,14 +52,14 @@ static uint32_t encoded( uint64_t word, float x )
 
 TEST( Convert, EveryLayoutAndLengthOnEveryPath )
 {
-    test::Random random( 31 );
+    test::Seeded random( test::seed( 31 ) );
     auto words = reference::layouts();
     ASSERT_EQ( words.size(), 8u * 2 * 3 * 3 * 8 );
     auto samples = telling();
     for ( int i = 0; i < 40; ++i ) samples.push_back( nearFullScale( random ) );
     for ( uint64_t word : words ) {
-        uint64_t given = word | random() << 19, other = random.oneOf( words );
-        Bytes slots = randomBytes( random, 67 * Encoding{ word }.slot() );
+        uint64_t given = word | random.word() << 19, other = random.oneOf( words );
+        Bytes slots = random.bytes( 67 * Encoding{ word }.slot() );
         ASSERT_TRUE( converts( 0, given, slots ) );
         ASSERT_TRUE( converts( given, 0, bytesOf( samples ) ) );
         ASSERT_TRUE( converts( other, given, slots ) );
@@ -77,14 +70,14 @@ TEST( Convert, EveryLayoutAndLengthOnEveryPath )
         for ( uint64_t source : some ) {
             pcm___Convert( nullptr, dest, nullptr, source, 0 );
             for ( int64_t length : { 0, 1, 3, 255, 256, 257, 1000 } )
-                ASSERT_TRUE( converts( dest, source, randomBytes( random, length * Encoding{ source }.slot() ) ) );
+                ASSERT_TRUE( converts( dest, source, random.bytes( length * Encoding{ source }.slot() ) ) );
         }
 }
 
 // A slot that is not wider than that of the source, and without spare bytes.
 TEST( Convert, InPlace )
 {
-    test::Random random( 33 );
+    test::Seeded random( test::seed( 33 ) );
     const auto words = reference::layouts();
     for ( uint64_t dest : words )
         for ( int i = 0; i < 8; ++i ) {
@@ -92,7 +85,7 @@ TEST( Convert, InPlace )
             const Encoding to{ dest }, from{ source };
             if ( to.slot() != to.width() || to.slot() > from.slot() ) continue;
             const int64_t samples = random.upTo( 700 );
-            const Bytes given = randomBytes( random, samples * from.slot() );
+            const Bytes given = random.bytes( samples * from.slot() );
             Bytes block = reference::inMemory( source, given );
             pcm___Convert( block.data(), dest, block.data(), source, samples );
             block.resize( size_t( samples * to.slot() ) );
@@ -103,17 +96,17 @@ TEST( Convert, InPlace )
 
 TEST( Convert, CodesAndFloatsOfTheDenseForms )
 {
-    test::Random random( 32 );
+    test::Seeded random( test::seed( 32 ) );
     auto samples = telling();
     for ( int i = -65600; i <= 65600; ++i ) // around the steps of the forms up to 16 bits
         for ( float x : { -1.0f, float( i ) / 65536, 1.0f } )
             samples.push_back( std::nextafter( float( i ) / 65536, x ) );
     for ( int i = 0; i < 1 << 19; ++i )
-        samples.insert( samples.end(), { floatOf( uint32_t( random() ) ), nearFullScale( random ) } );
+        samples.insert( samples.end(), { floatOf( uint32_t( random.word() ) ), nearFullScale( random ) } );
     const Bytes given = bytesOf( samples );
     for ( uint64_t word : dense ) {
         Encoding e{ word };
-        Bytes codes = randomBytes( random, e.width() > 2 ? e.width() << 19 : 0 );
+        Bytes codes = random.bytes( e.width() > 2 ? e.width() << 19 : 0 );
         for ( uint32_t code : { 0x1000001u, 0x1000003u, 0x7FFFFFBFu, 0x7FFFFFC0u, 0xFFFFFF7Fu, 0xFFFFFF80u } )
             reference::append( e, code, codes );
         for ( uint32_t code = 0; code < 1 << 16; ++code ) reference::append( e, code, codes );

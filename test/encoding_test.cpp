@@ -11,16 +11,16 @@ static const std::vector<std::pair<std::string, uint64_t>> flags = { FLAG( G711_
     FLAG( BIG_ENDIAN ), FLAG( LITTLE_ENDIAN ), FLAG( PAD_BEFORE ), FLAG( PAD_AFTER ), FLAG( PACK_16 ),
     FLAG( PACK_24 ), FLAG( PACK_32 ), FLAG( PACK_40 ), FLAG( PACK_48 ), FLAG( PACK_56 ), FLAG( PACK_64 ) };
 
-static uint64_t parse( const std::string &text ) { return pcmEncodingFromString( test::string( text ) ); }
+static uint64_t parse( const std::string &text ) { return pcm::Encoding::fromString( text ).word(); }
 
-static std::string generate( uint64_t word ) { return test::text( pcmEncodingToString( word ) ); }
+static std::string generate( uint64_t word ) { return to_string( pcm::Encoding( word ) ); }
 
 TEST( Encoding, EveryWordNormalisesAndHasItsSize )
 {
-    test::Random random( 21 );
+    test::Seeded random( test::seed( 21 ) );
     for ( uint64_t word = 0; word < 1 << 19; ++word ) {
         Encoding e{ word };
-        uint64_t given = random.upTo( 1 ) ? word : word | random() << 19;
+        uint64_t given = random.upTo( 1 ) ? word : word | random.word() << 19;
         int64_t channels = random.upTo( 3 ) ? 1 + random.upTo( 9 ) : INT64_MAX / e.slot();
         if ( pcmEncodingNormalize( given ) != e.normalized() || pcmEncodingSizeofSample( given ) != e.slot() ||
              pcmEncodingSizeofFrame( given, channels ) != channels * e.slot() )
@@ -32,10 +32,10 @@ TEST( Encoding, EveryWordNormalisesAndHasItsSize )
 TEST( Encoding, TextThereAndBack )
 {
     test::NoLeaks noLeaks;
-    test::Random random( 22 );
+    test::Seeded random( test::seed( 22 ) );
     ASSERT_EQ( flags.size(), 19u );
     for ( int i = -1; i < 2000; ++i ) {
-        uint64_t word = i < 0 ? 0 : i < 19 ? uint64_t{ 1 } << i : random() & random();
+        uint64_t word = i < 0 ? 0 : i < 19 ? uint64_t{ 1 } << i : random.word() & random.word();
         uint64_t normal = Encoding{ word }.normalized();
         std::string joined;
         for ( size_t bit = 0; bit < flags.size(); ++bit )
@@ -49,7 +49,7 @@ TEST( Encoding, TextThereAndBack )
 TEST( Encoding, TextOfAnySpacingOrderAndNames )
 {
     test::NoLeaks noLeaks;
-    test::Random random( 23 );
+    test::Seeded random( test::seed( 23 ) );
     static const std::vector<std::string> spacings = { "", " ", "  ", "\t", " \r\n", "\v \f" };
     static const std::vector<std::string> strange = { "", "0", "1", "0x8", "NOISE", "pcm_encoding_int_16", "INT_16",
         "PCM_ENCODING_INT_", "PCM_ENCODING_INT_160", "PCM_ENCODING_INT_8 PCM_ENCODING_UNSIGNED" };

@@ -12,11 +12,11 @@
 #include <sstream>
 #include <sys/random.h>
 
-// A refused allocation goes back to the caller, as it does without sanitizers.
+// With sanitizers, too, a failed allocation returns null.
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
 extern "C" const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
 
-// The system's source of seeds, which can fail.
+// The system's source of seeds, which a test can make fail.
 static bool noEntropy;
 extern "C" int getentropy( void *to, size_t size )
 {
@@ -25,9 +25,9 @@ extern "C" int getentropy( void *to, size_t size )
 
 namespace {
 
-using test::Ref, test::String, test::string, test::text;
+using pcm::adopt, pcm::String, test::Object;
 
-constexpr int64_t most = INT64_MAX, least = INT64_MIN;
+constexpr int64_t max = INT64_MAX, min = INT64_MIN;
 
 class Kit : public testing::Test {
     test::NoLeaks noLeaks;
@@ -39,12 +39,12 @@ TEST_F( Kit, AbortWritesOneLineAndEnds )
     EXPECT_EXIT( kit___Abort( "the context", "a/file", 4711, "a < b" ), aborts,
         "^[^\n]*a/file[^\n]*4711[^\n]*the context[^\n]*a < b[^\n]*\n$" );
     EXPECT_EXIT( kit___Abort( nullptr, "a/file", 4711, nullptr ), aborts, "^[^\n]*a/file[^\n]*4711[^\n]*\n$" );
-    EXPECT_EXIT( kitMemAlloc( most ), aborts, "source/kit/kit_memory[^\n]*out of memory[^\n]*\n$" );
+    EXPECT_EXIT( kitMemAlloc( max ), aborts, "source/kit/kit_memory[^\n]*out of memory[^\n]*\n$" );
 }
 
 TEST_F( Kit, MemoryServesAnySizeAndKeepsWhatFits )
 {
-    for ( void *none : { kitMemAlloc( 0 ), kitMemAllocN( 0, most ), kitMemAllocN( most, 0 ),
+    for ( void *none : { kitMemAlloc( 0 ), kitMemAllocN( 0, max ), kitMemAllocN( max, 0 ),
               kitMemReallocN( nullptr, 0, 8 ), kitMemReallocN( kitMemAlloc( 9 ), 0, 8 ) } ) {
         EXPECT_NE( none, nullptr );
         kitMemFree( none );
@@ -65,125 +65,132 @@ TEST_F( Kit, MemoryServesAnySizeAndKeepsWhatFits )
 TEST_F( Kit, StringsAndBuffersHoldTheirBytes )
 {
     const char bytes[] = "with\0nul";
-    String whole = kitStringCreateFromCstr( bytes, 8 ), end = kitStringCreateFromCstr( bytes, -1 );
-    EXPECT_EQ( text( whole ), std::string( bytes, 8 ) );
-    EXPECT_EQ( kitStringBacking( whole )[8], 0 );
-    EXPECT_EQ( text( end ), "with" );
-    EXPECT_EQ( text( kitStringCreateFromCstr( nullptr, 0 ) ), "" );
-    EXPECT_EQ( text( kitObjToString( whole.header() ) ), text( whole ) );
-    EXPECT_GT( kitObjCompare( whole.header(), end.header() ), 0 );
-    EXPECT_LT( kitObjCompare( end.header(), whole.header() ), 0 );
-    EXPECT_EQ( kitObjCompare( end.header(), string( "with" ).header() ), 0 );
-    EXPECT_LT( kitObjCompare( string( "longer" ).header(), end.header() ), 0 );
+    const String whole( std::string_view( bytes, 8 ) ), end( adopt, kitStringCreateFromCstr( bytes, -1 ) );
+    EXPECT_EQ( whole.str(), std::string( bytes, 8 ) );
+    EXPECT_EQ( whole.view().data()[8], 0 );
+    EXPECT_EQ( end.str(), "with" );
+    EXPECT_EQ( String( std::string_view() ).str(), "" );
+    EXPECT_EQ( to_string( whole ), whole.str() );
+    EXPECT_GT( whole, end );
+    EXPECT_LT( end, whole );
+    EXPECT_EQ( end, String( "with" ) );
+    EXPECT_LT( String( "longer" ), end );
 
-    void *block = kitMemAlloc( 3 );
-    Ref<KIT_BUFFER> empty = kitBufferCreate(), buffer = kitBufferCreateFromBytesUse( block, 3 );
-    EXPECT_EQ( kitBufferLength( empty ), 0 );
-    EXPECT_EQ( kitBufferLength( buffer ), 3 );
-    EXPECT_EQ( kitBufferBacking( buffer ), block );
-    EXPECT_EQ( kit___ObjDbgAllocationSize( buffer.header() ), 3 );
+    auto block = pcm::allocate<std::byte>( 3 );
+    const void *address = block.get();
+    const pcm::Buffer empty( adopt, kitBufferCreate() ), buffer = pcm::Buffer::use( std::move( block ), 3 );
+    EXPECT_EQ( empty.length(), 0 );
+    EXPECT_EQ( buffer.length(), 3 );
+    EXPECT_EQ( buffer.bytes().data(), address );
+    EXPECT_EQ( kit___ObjDbgAllocationSize( buffer.obj() ), 3 );
 }
 
-TEST_F( Kit, ObjectsOfOneSortStandTogether )
+TEST_F( Kit, ObjectsOfOneSortAreAdjacentInOrder )
 {
-    std::vector<Ref<KIT_OBJ>> objects; // in turns, so that their addresses tell another order
-    for ( int i = 0; i < 8; ++i )
-        objects.emplace_back( i % 2 ? reinterpret_cast<KIT_OBJ *>( string( std::to_string( i ) ).release() )
-                                    : reinterpret_cast<KIT_OBJ *>( kitVectorCreate() ) );
-    int64_t order = kitObjCompare( objects[0], objects[1] );
-    EXPECT_EQ( kitObjCompare( objects[0], objects[2] ) > 0, objects[0].header() > objects[2].header() );
-    for ( size_t i = 0; i < 8; i += 2 )
-        for ( size_t j = 1; j < 8; j += 2 ) {
-            EXPECT_EQ( kitObjCompare( objects[i], objects[j] ) > 0, order > 0 ) << i << " " << j;
-            EXPECT_EQ( kitObjCompare( objects[j], objects[i] ) < 0, order > 0 ) << i << " " << j;
+    std::vector<Object<KIT_OBJ>> vectors, strings; // created in turns, so that their addresses alternate
+    for ( int i = 0; i < 4; ++i ) {
+        vectors.emplace_back( adopt, reinterpret_cast<KIT_OBJ *>( kitVectorCreate() ) );
+        strings.emplace_back( adopt, reinterpret_cast<KIT_OBJ *>( String( std::to_string( i ) ).detach() ) );
+    }
+    EXPECT_EQ( vectors[0] > vectors[1], vectors[0].get() > vectors[1].get() );
+    for ( auto &vector : vectors )
+        for ( auto &string : strings ) {
+            EXPECT_EQ( vector > string, vectors[0] > strings[0] );
+            EXPECT_EQ( string<vector, vectors[0]> strings[0] );
         }
 }
 
-TEST_F( Kit, ObjectsWithoutATextShowNameAndAddress )
+TEST_F( Kit, ObjectsWithoutATextPrintNameAndAddress )
 {
     const std::string name( 300, 'N' );
     KIT_SORT sort = { KIT_STATIC_HEADER( KIT_KIND_SORT ), nullptr, name.c_str(), nullptr, nullptr, nullptr };
-    Ref<KIT_OBJ> obj = kit___ObjCreate( 40, &sort );
+    const Object<KIT_OBJ> obj( adopt, kit___ObjCreate( 40, &sort ) );
     std::ostringstream address;
-    address << static_cast<void *>( obj.header() );
-    EXPECT_EQ( text( kitObjToString( obj ) ), name + " " + address.str() );
+    address << static_cast<void *>( obj.get() );
+    EXPECT_EQ( to_string( obj ), name + " " + address.str() );
 }
 
-// Packet queues walk through the rest of what vectors do, but for long ones.
+// The walks over packet queues cover the rest, except for long vectors.
 TEST_F( Kit, VectorsKeepWhatTheirOtherHoldersHave )
 {
-    String item = string( "item" );
-    Ref<KIT_VECTOR> vector = kitVectorCreate(), first = vector;
-    EXPECT_EQ( kitVectorUnshift( &vector ), nullptr );
-    kitVectorClear( &vector );
+    const String item( "item" );
+    Object<KIT_VECTOR> vector( adopt, kitVectorCreate() ), first = vector;
+    EXPECT_EQ( kitVectorUnshift( vector.address() ), nullptr );
+    kitVectorClear( vector.address() );
     EXPECT_EQ( vector, first );
-    kitVectorAppendObj( &vector, item.header() );
-    Ref<KIT_VECTOR> second = vector;
-    kitVectorClear( &vector );
-    EXPECT_EQ( item.count(), 2 );
-    Ref<KIT_OBJ> got = kitVectorUnshift( &second );
-    EXPECT_EQ( got, item.header() );
-    for ( auto &empty : { vector, first, second } ) EXPECT_EQ( kitVectorLength( empty ), 0 );
+    kitVectorAppendObj( vector.address(), item.obj() );
+    Object<KIT_VECTOR> second = vector;
+    kitVectorClear( vector.address() );
+    EXPECT_EQ( item.references(), 2 );
+    const String taken( adopt, reinterpret_cast<KIT_STRING *>( kitVectorUnshift( second.address() ) ) );
+    EXPECT_EQ( taken.get(), item.get() );
+    for ( auto &empty : { vector, first, second } ) EXPECT_EQ( kitVectorLength( empty.get() ), 0 );
 }
 
 TEST_F( Kit, VectorsGrowInOrder )
 {
-    Ref<KIT_VECTOR> vector = kitVectorCreate();
+    Object<KIT_VECTOR> vector( adopt, kitVectorCreate() );
     std::deque<String> items;
     for ( int i = 0; i < 100; ++i ) {
-        kitVectorAppendObj( &vector, items.emplace_back( string( "item" ) ).header() );
+        kitVectorAppendObj( vector.address(), items.emplace_back( "item" ).obj() );
         if ( i % 3 ) continue;
-        EXPECT_EQ( Ref<KIT_OBJ>( kitVectorUnshift( &vector ) ), items.front().header() ) << i;
+        const Object<KIT_OBJ> front( adopt, kitVectorUnshift( vector.address() ) );
+        EXPECT_EQ( front.get(), items.front().obj() ) << i;
         items.pop_front();
     }
-    EXPECT_EQ( kitVectorLength( vector ), int64_t( items.size() ) );
+    EXPECT_EQ( kitVectorLength( vector.get() ), int64_t( items.size() ) );
 }
 
-TEST_F( Kit, VectorsGiveTheirFrontInConstantTime )
+TEST_F( Kit, VectorsRemoveTheirFrontInConstantTime )
 {
-    Ref<KIT_VECTOR> vector = kitVectorCreate();
-    String item = string( "item" );
-    for ( int i = 0; i < 100000; ++i ) kitVectorAppendObj( &vector, item.header() );
+    Object<KIT_VECTOR> vector( adopt, kitVectorCreate() );
+    const String item( "item" );
+    for ( int i = 0; i < 100000; ++i ) kitVectorAppendObj( vector.address(), item.obj() );
     auto start = std::chrono::steady_clock::now();
     for ( int i = 0; i < 1000000; ++i ) {
-        kitVectorAppendObj( &vector, item.header() );
-        kitObjRelease( kitVectorUnshift( &vector ) );
+        kitVectorAppendObj( vector.address(), item.obj() );
+        kitObjRelease( kitVectorUnshift( vector.address() ) );
     }
-    EXPECT_LT( std::chrono::steady_clock::now() - start, std::chrono::seconds( 10 ) ); // minutes if all would move
+    EXPECT_LT( std::chrono::steady_clock::now() - start, std::chrono::seconds( 10 ) ); // minutes if all items moved
+}
+
+std::string flagsOf( const Object<KIT_FLAGSET> &set, uint64_t word )
+{
+    return pcm::textOf( kitFlagsetGenerate( set.get(), word ) );
 }
 
 TEST_F( Kit, FlagSetsReadAndWriteTheirNames )
 {
     constexpr uint64_t top = uint64_t{ 1 } << 63;
-    Ref<KIT_FLAGSET> set = kitFlagsetCreate();
-    kitFlagsetSetFlagCstr( &set, "ONE", -1, 1 );
-    kitFlagsetSetFlagCstr( &set, "TOP!", 3, top );
-    Ref<KIT_FLAGSET> old = set;
-    kitFlagsetSetFlagCstr( &set, "TWO", -1, 2 );
-    kitFlagsetSetFlagCstr( &set, "ONE", -1, 4 );
-    EXPECT_EQ( old.count(), 1 );
-    EXPECT_EQ( kitFlagsetParse( set, string( " TOP\t|\r\n ONE |||TWO " ) ), top | 4 | 2 );
-    EXPECT_EQ( kitFlagsetParse( old, string( "TOP|TWO|ONE" ) ), top | 1 );
-    EXPECT_EQ( text( kitFlagsetGenerate( set, ~uint64_t{ 0 } ) ), "ONE | TOP | TWO" );
-    EXPECT_EQ( text( kitFlagsetGenerate( old, ~uint64_t{ 0 } ) ), "ONE | TOP" );
-    EXPECT_EQ( text( kitFlagsetGenerate( set, 1 ) ), "0" );
-    EXPECT_EQ( kitFlagsetHasFlagCstr( set, "TWO!", 3 ), 1 );
-    for ( int64_t length : { 0, 2 } ) EXPECT_EQ( kitFlagsetHasFlagCstr( set, "TWO", length ), 0 );
+    Object<KIT_FLAGSET> set( adopt, kitFlagsetCreate() );
+    kitFlagsetSetFlagCstr( set.address(), "ONE", -1, 1 );
+    kitFlagsetSetFlagCstr( set.address(), "TOP!", 3, top );
+    const Object<KIT_FLAGSET> old = set;
+    kitFlagsetSetFlagCstr( set.address(), "TWO", -1, 2 );
+    kitFlagsetSetFlagCstr( set.address(), "ONE", -1, 4 );
+    EXPECT_EQ( old.references(), 1 );
+    EXPECT_EQ( kitFlagsetParse( set.get(), String( " TOP\t|\r\n ONE |||TWO " ).get() ), top | 4 | 2 );
+    EXPECT_EQ( kitFlagsetParse( old.get(), String( "TOP|TWO|ONE" ).get() ), top | 1 );
+    EXPECT_EQ( flagsOf( set, ~uint64_t{ 0 } ), "ONE | TOP | TWO" );
+    EXPECT_EQ( flagsOf( old, ~uint64_t{ 0 } ), "ONE | TOP" );
+    EXPECT_EQ( flagsOf( set, 1 ), "0" );
+    EXPECT_EQ( kitFlagsetHasFlagCstr( set.get(), "TWO!", 3 ), 1 );
+    for ( int64_t length : { 0, 2 } ) EXPECT_EQ( kitFlagsetHasFlagCstr( set.get(), "TWO", length ), 0 );
 }
 
 TEST_F( Kit, EnumerationsReadAndWriteTheirNames )
 {
-    Ref<KIT_ENUM> set = kitEnumCreate();
-    kitEnumSetEnumerantCstr( &set, "RED", -1, 0 );
-    kitEnumSetEnumerantCstr( &set, "BLUE?", 4, least );
-    Ref<KIT_ENUM> old = set;
-    kitEnumSetEnumerantCstr( &set, "CYAN", -1, least );
+    Object<KIT_ENUM> set( adopt, kitEnumCreate() );
+    kitEnumSetEnumerantCstr( set.address(), "RED", -1, 0 );
+    kitEnumSetEnumerantCstr( set.address(), "BLUE?", 4, min );
+    const Object<KIT_ENUM> old = set;
+    kitEnumSetEnumerantCstr( set.address(), "CYAN", -1, min );
     for ( auto [name, value] :
-        { std::pair( "BLUE", least ), { "CYAN", least }, { "", -1 }, { " RED", -1 }, { "RE", -1 }, { "0", -1 } } )
-        EXPECT_EQ( kitEnumParse( set, string( name ) ), value ) << name;
-    EXPECT_EQ( kitEnumParse( old, string( "CYAN" ) ), -1 );
-    for ( auto [value, name] : { std::pair( int64_t{ 0 }, "RED" ), { least, "BLUE" }, { 1, "" } } )
-        EXPECT_EQ( text( kitEnumGenerate( set, value ) ), name );
+        { std::pair( "BLUE", min ), { "CYAN", min }, { "", -1 }, { " RED", -1 }, { "RE", -1 }, { "0", -1 } } )
+        EXPECT_EQ( kitEnumParse( set.get(), String( name ).get() ), value ) << name;
+    EXPECT_EQ( kitEnumParse( old.get(), String( "CYAN" ).get() ), -1 );
+    for ( auto [value, name] : { std::pair( int64_t{ 0 }, "RED" ), { min, "BLUE" }, { 1, "" } } )
+        EXPECT_EQ( pcm::textOf( kitEnumGenerate( set.get(), value ) ), name );
 }
 
 TEST_F( Kit, RealsCompareExactly )
@@ -206,17 +213,17 @@ TEST_F( Kit, RealsCompareExactly )
 #ifdef __SIZEOF_INT128__
 TEST_F( Kit, IntegersFitWhereTheWideResultDoes )
 {
-    static_assert( !KIT_INT_MUL_OK( least, -1 ) && kit::saturatedMul( most, 2 ) == most && KIT_SIZEOF( float ) == 4 );
-    const int64_t edges[] = { least, least + 1, least / 2, INT32_MIN - int64_t{ 1 }, INT32_MIN, -3037000500, -1, 0, 1,
-        2, INT32_MAX, INT32_MAX + int64_t{ 1 }, 3037000499, 3037000500, most / 2, most - 1, most };
-    auto fits = []( __int128 wide ) { return wide >= least && wide <= most; };
+    static_assert( !KIT_INT_MUL_OK( min, -1 ) && kit::saturatedMul( max, 2 ) == max && KIT_SIZEOF( float ) == 4 );
+    const int64_t edges[] = { min, min + 1, min / 2, INT32_MIN - int64_t{ 1 }, INT32_MIN, -3037000500, -1, 0, 1, 2,
+        INT32_MAX, INT32_MAX + int64_t{ 1 }, 3037000499, 3037000500, max / 2, max - 1, max };
+    auto fits = []( __int128 wide ) { return wide >= min && wide <= max; };
     for ( int64_t a : edges ) {
         for ( int64_t b : edges ) {
             __int128 wide = a, product = wide * b;
             EXPECT_EQ( KIT_INT_ADD_OK( a, b ), fits( wide + b ) ) << a << " + " << b;
             EXPECT_EQ( KIT_INT_SUB_OK( a, b ), fits( wide - b ) ) << a << " - " << b;
             EXPECT_EQ( KIT_INT_MUL_OK( a, b ), fits( product ) ) << a << " * " << b;
-            EXPECT_EQ( kit::saturatedMul( a, b ), fits( product ) ? int64_t( product ) : most ) << a << " * " << b;
+            EXPECT_EQ( kit::saturatedMul( a, b ), fits( product ) ? int64_t( product ) : max ) << a << " * " << b;
             EXPECT_EQ( kitIntMin( a, b ), std::min( a, b ) );
             EXPECT_EQ( kitIntMax( a, b ), std::max( a, b ) );
         }
@@ -227,36 +234,36 @@ TEST_F( Kit, IntegersFitWhereTheWideResultDoes )
 }
 #endif
 
-/// Where the generator stood: takes back the mixing of a number.
+/// The state of the generator: reverses the mixing of a number.
 uint64_t unmixed( int64_t number )
 {
     auto unshifted = []( uint64_t mixed, int places ) {
         uint64_t z = mixed;
-        for ( int known = places; known < 64; known += places ) z = mixed ^ z >> places;
+        for ( int done = places; done < 64; done += places ) z = mixed ^ z >> places;
         return z;
     };
     uint64_t z = unshifted( uint64_t( number ), 31 ) * 0x319642B2D24D8EC3;
     return unshifted( unshifted( z, 27 ) * 0x96DE1B173F119089, 30 );
 }
 
-/// Takes a text that did not come before.
+/// Matches a text that was not seen before.
 struct IsNew {
     using is_gtest_matcher = void;
     bool MatchAndExplain( const std::string &text, std::ostream * ) const { return seen->insert( text ).second; }
     void DescribeTo( std::ostream *out ) const { *out << "is new"; }
-    void DescribeNegationTo( std::ostream *out ) const { *out << "came before"; }
+    void DescribeNegationTo( std::ostream *out ) const { *out << "was seen before"; }
     std::set<std::string> *seen;
 };
 
-TEST_F( Kit, RandomNumbersBeginWhereTheSystemSays )
+TEST_F( Kit, RandomNumbersStartFromTheSystemsSeed )
 {
     GTEST_FLAG_SET( death_test_style, "threadsafe" ); // a process that runs from its start
     std::set<std::string> first;
-    auto say = [] {
+    auto printFirst = [] {
         std::fprintf( stderr, "%llx", static_cast<unsigned long long>( kitRandomInt() ) );
         std::_Exit( 0 );
     };
-    for ( int i = 0; i < 5; ++i ) EXPECT_EXIT( say(), testing::ExitedWithCode( 0 ), IsNew{ &first } );
+    for ( int i = 0; i < 5; ++i ) EXPECT_EXIT( printFirst(), testing::ExitedWithCode( 0 ), IsNew{ &first } );
     EXPECT_EXIT( noEntropy = true; kitRandomInt(), testing::KilledBySignal( SIGABRT ), "kit_random.*: seeded\n$" );
 }
 
@@ -274,7 +281,7 @@ TEST_F( Kit, RandomNumbersCoverTheirRangeEvenly )
     EXPECT_EQ( set & clear, ~uint64_t{ 0 } );
 
     // Thirds of the range. Plain remainders of 64 bits would give only a quarter to the last third of the last row.
-    for ( auto [low, high] : { std::pair( int64_t{ 5 }, int64_t{ 8 } ), { 0, 3 }, { most - 3, most }, { 0, most },
+    for ( auto [low, high] : { std::pair( int64_t{ 5 }, int64_t{ 8 } ), { 0, 3 }, { max - 3, max }, { 0, max },
               { 0, int64_t{ 3 } << 61 } } ) {
         int hits[3] = {};
         for ( int i = 0; i < 30000; ++i ) {

@@ -1,7 +1,5 @@
 #include "support.h"
 
-#include <pcm/pcm.hpp>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -27,12 +25,12 @@ namespace {
     };
 // clang-format on
 
-TYPE( PCM_PACKET, pcmPacket, true, 0, test::packet( 3, 2 ).release() )
+TYPE( PCM_PACKET, pcmPacket, true, 0, test::packet( 3, 2 ).detach() )
 TYPE( PCM_PACKET_QUEUE, pcmPacketQueue, true, 2, pcmPacketQueueCreate( 2 ) )
 
-TYPE( PCM_FILTER, pcmFilter, true, 2, pcmFilterCreate( test::Ref( pcmFilterCoefficientsCreate( 0 ) ), 2 ) )
+TYPE( PCM_FILTER, pcmFilter, true, 2, pcm::Filter( pcm::Coefficients( pcm::FilterType( 0 ) ), 2 ).detach() )
 TYPE( PCM_FILTER_COEFFICIENTS, pcmFilterCoefficients, true, 0,
-    pcmFilterCoefficientsCreateFrom( test::Ref( pcmFilterCoefficientsCreate( 0 ) ) ) )
+    pcm::Coefficients( pcm::FilterType( 0 ) ).clone().detach() )
 TYPE( PCM_TONE, pcmTone, false, 0, pcmToneCreate( 4 ) )
 
 TYPE( PCM_SRC, pcmSrc, true, 1, pcmSrcTryCreate( PCM_SRC_TYPE_LINEAR, 2, 1, 2 ) )
@@ -94,9 +92,9 @@ TYPED_TEST( Object, ComparesByIdentityAndHasAText )
         EXPECT_TRUE( !x || !y || ( T::compare( x, y ) == 0 ) == ( x == y ) );
     }
     EXPECT_EQ( T::compare( a, b ) < 0, T::compare( b, a ) > 0 );
-    test::String text = T::toString( a );
-    EXPECT_EQ( text.count(), 1 );
-    EXPECT_NE( test::text( text ).find( T::name ), std::string::npos );
+    const pcm::String text( pcm::adopt, T::toString( a ) );
+    EXPECT_EQ( text.references(), 1 );
+    EXPECT_NE( text.str().find( T::name ), std::string::npos );
     T::release( a );
     T::release( b );
 }
@@ -117,8 +115,8 @@ std::vector<const void *> fieldsOf( KIT_OBJ *record, int64_t kind, size_t size )
         EXPECT_EQ( record->refCount, 2 );
         for ( int i = 0; i < 4; ++i ) kitObjRelease( record ); // two too many
         EXPECT_EQ( kitObjCompare( record, record ), 0 );
-        EXPECT_NE( kitObjCompare( record, test::string( "other" ).header() ), 0 );
-        EXPECT_FALSE( test::text( kitObjToString( record ) ).empty() );
+        EXPECT_NE( kitObjCompare( record, pcm::String( "other" ).obj() ), 0 );
+        EXPECT_FALSE( pcm::textOf( kitObjToString( record ) ).empty() );
     }
     auto *fields = reinterpret_cast<const void **>( record + 1 );
     return std::vector( fields, fields + ( size - sizeof *record ) / sizeof *fields );
@@ -190,9 +188,10 @@ TEST( Module, StartsAndStopsAgainAndAgain )
         kitModuleShutdown( pcmModule() );
         EXPECT_EQ( pcmModule()->startup(), 1 );
     }
-    EXPECT_EQ( pcmEncodingFromString( test::string( "PCM_ENCODING_INT_16" ) ), 0x8u );
-    EXPECT_EQ( pcmFilterTypeFromString( test::string( "PCM_FILTER_TYPE_LOWPASS_12000_AT_48000" ) ), 6 );
-    EXPECT_EQ( pcmSrcTypeFromString( test::string( "PCM_SRC_TYPE_LINEAR" ) ), 4 );
+    EXPECT_EQ( pcm::Encoding::fromString( "PCM_ENCODING_INT_16" ), pcm::Encoding::int16 );
+    EXPECT_EQ(
+        pcm::filterTypeFromString( "PCM_FILTER_TYPE_LOWPASS_12000_AT_48000" ), pcm::FilterType::lowpass12000At48000 );
+    EXPECT_EQ( pcm::srcTypeFromString( "PCM_SRC_TYPE_LINEAR" ), pcm::SrcType::linear );
 }
 
 TEST( Module, StartsAreCounted )
@@ -216,12 +215,11 @@ TEST( Module, StartsAreCounted )
 TEST( AllocationSize, NotesAnyProduct )
 {
     test::NoLeaks noLeaks;
-    test::Packet pkt = test::packet( 1, 1 );
+    const pcm::Packet pkt = test::packet( 1, 1 );
     for ( int64_t n : { INT64_MAX, int64_t{ 1 } << 61, int64_t{ 1 } << 32 } ) {
-        kit___ObjDbgSetAllocationSizeN( pkt.header(), n, n );
-        EXPECT_EQ( kit___ObjDbgAllocationSize( pkt.header() ), INT64_MAX );
-        test::Packet vast = pcmPacketCreateFromSamplesUse( static_cast<float *>( kitMemAlloc( 16 ) ), n, 1 );
-        EXPECT_EQ( pcmPacketChannels( vast ), n );
+        kit___ObjDbgSetAllocationSizeN( pkt.obj(), n, n );
+        EXPECT_EQ( kit___ObjDbgAllocationSize( pkt.obj() ), INT64_MAX );
+        EXPECT_EQ( pcm::Packet::use( pcm::allocate<float>( 4 ), n, 1 ).channels(), n );
     }
 }
 

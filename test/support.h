@@ -1,70 +1,48 @@
 #ifndef SUPPORT_H
 #define SUPPORT_H
 
-// What all tests share: the module started once, the abort stand-in, and what they expect of packets.
+// Shared by all tests: the started module, an abort that death tests can match, and expectations about packets.
 
-#include "handles.h"
+#include "choices.h"
 
 #include <gtest/gtest.h>
+#include <pcm/pcm.hpp>
 
 #include <cstdint>
 #include <functional>
-#include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace test {
 
-inline String string( const std::string &text )
-{
-    return kitStringCreateFromCstr( text.data(), int64_t( text.size() ) );
-}
+using Samples = std::vector<float>;
 
-inline std::string text( const String &string )
-{
-    return { kitStringBacking( string ), size_t( kitStringLength( string ) ) };
-}
+/// An object of a type without a class in pcm.hpp.
+template <class T> using Object = pcm::Handle<T, pcm::retainObject<T>, pcm::releaseObject<T>>;
 
-/// A packet whose samples are all different: 1, 2, 3 ... from `first` on.
-Packet packet( int64_t frames, int64_t channels, float first = 1 );
+/// A packet whose samples are `first`, `first` + 1, and so on.
+pcm::Packet packet( int64_t frames, int64_t channels, float first = 1 );
 
-/// The patterns of samples: -0.0 differs from +0.0. Every NaN equals every other, as arithmetic leaves it open which
-/// of two survives, but where samples are only moved.
-std::vector<uint32_t> bits( const Samples &samples, bool moved = false );
+Samples samples( const pcm::Packet &pkt );
 
-/// What can be seen of a packet.
-void expectPacket(
-    const Packet &pkt, int64_t channels, const Samples &samples, int32_t count = 1, bool moved = false );
+/// The bit patterns of samples. All NaNs are equal, because the processor chooses among NaNs in arithmetic.
+std::vector<uint32_t> bits( const Samples &samples );
 
-/// Fails at the end of the scope if objects were left behind, but for those of `mustBreak`. Counts in builds without
-/// NDEBUG.
+void expectPacket( const pcm::Packet &pkt, int64_t channels, const Samples &samples, int32_t references = 1 );
+
+/// Fails at the end of the scope if the number of live objects changed. Counts in builds without NDEBUG.
 class NoLeaks {
 public:
-    ~NoLeaks() { EXPECT_EQ( kit___ObjDbgLiveObjects() - leftBehind, before ); }
-    static inline int64_t leftBehind = 0;
+    ~NoLeaks() { EXPECT_EQ( kit___ObjDbgLiveObjects(), before ); }
 
 private:
-    int64_t before = kit___ObjDbgLiveObjects() - leftBehind;
+    int64_t before = kit___ObjDbgLiveObjects();
 };
 
-/// Seeded by PCM_TEST_SEED, or by a number of its own, and printed with any failure of the test.
-class Random : public std::mt19937_64 {
-public:
-    explicit Random( uint64_t seed );
-    int64_t upTo( int64_t highest ) { return std::uniform_int_distribution<int64_t>( 0, highest )( *this ); }
-    template <class T> auto &oneOf( T &list ) { return list[size_t( upTo( int64_t( std::size( list ) ) - 1 ) )]; }
-    /// Numbers around the scale, one in `rare` of them unusual; 0: none.
-    std::vector<float> samples( size_t count, float scale, int64_t rare );
+/// PCM_TEST_SEED, or the given seed.
+uint64_t seed( uint64_t usual );
 
-private:
-    testing::ScopedTrace trace;
-};
-
-/// Runs a call that must break this condition. It ends there: what it has made is left behind.
-void mustBreak( const std::string &condition, const std::function<void()> &call );
-
-/// Runs the work with each thread's number, in threads that start at once.
+/// Runs the work in threads that start at once, with the number of each thread.
 void together( int threads, const std::function<void( int )> &work );
 
 } // namespace test

@@ -5,108 +5,107 @@
 #include <numeric>
 #include <thread>
 
-using test::NoLeaks, test::Packet, test::Queue, test::Random, test::Samples, test::together;
+using pcm::Filter, pcm::Packet, pcm::Queue, test::NoLeaks, test::Samples, test::together;
 
-TEST( ThreadShared, HoldersGoTheirOwnWays )
+TEST( ThreadShared, HoldersOfAQueueAreIndependent )
 {
     NoLeaks noLeaks;
-    Queue shared = pcmPacketQueueCreate( 1 );
+    Queue shared( 1 );
     Samples original( 60 );
     std::iota( original.begin(), original.end(), 1.0f );
     for ( int64_t at = 0, size = 0; at < 60; at += size++ )
-        pcmPacketQueueWrite( &shared, test::packet( std::min( size, 60 - at ), 1, float( at + 1 ) ) );
+        shared.write( test::packet( std::min( size, 60 - at ), 1, float( at + 1 ) ) );
     std::vector<Queue> handles( 4, shared );
     together( 4, [&]( int i ) {
-        Random random( static_cast<uint64_t>( i ) );
-        Queue mine = std::move( handles[size_t( i )] );
+        test::Seeded random( static_cast<uint64_t>( i ) );
+        const Queue own = std::move( handles[size_t( i )] );
         for ( int round = 0; round < 300; ++round ) {
-            Queue queue = mine;
+            Queue queue = own;
             Samples expected = original, got;
-            for ( int step = 0; pcmPacketQueuePackets( queue ); ++step ) {
-                auto frames = random.upTo( std::min( pcmPacketQueueFrames( queue ), int64_t{ 9 } ) );
-                bool whole = random.upTo( 1 );
-                Packet pkt = whole ? pcmPacketQueueRead( &queue ) : pcmPacketQueueGather( &queue, frames ),
-                       copy = pkt;
-                for ( float sample : test::samples( pkt ) ) got.push_back( sample );
-                if ( step < 3 ) pcmPacketQueueWrite( &queue, pkt );
-                if ( step < 3 ) expected.insert( expected.end(), got.end() - pcmPacketFrames( pkt ), got.end() );
-                pcmPacketWriteZero( &pkt, 0, pcmPacketFrames( pkt ) );
-                pcmPacketAppend( &copy, pkt );
-                EXPECT_EQ( test::samples( pkt ), Samples( size_t( pcmPacketFrames( pkt ) ) ) );
-                EXPECT_EQ( pcmPacketFrames( copy ), 2 * pcmPacketFrames( pkt ) );
+            for ( int step = 0; queue.packets(); ++step ) {
+                const int64_t frames = random.upTo( std::min( queue.frames(), int64_t{ 9 } ) );
+                Packet pkt = random.upTo( 1 ) ? queue.read() : queue.gather( frames ), copy = pkt;
+                for ( float sample : pkt.samples() ) got.push_back( sample );
+                if ( step < 3 ) {
+                    queue.write( pkt );
+                    expected.insert( expected.end(), got.end() - pkt.frames(), got.end() );
+                }
+                pkt.writeZero( 0, pkt.frames() );
+                copy.append( pkt );
+                EXPECT_EQ( test::samples( pkt ), Samples( size_t( pkt.frames() ) ) );
+                EXPECT_EQ( copy.frames(), 2 * pkt.frames() );
             }
             EXPECT_EQ( got, expected );
         }
-        EXPECT_EQ( pcmPacketQueueFrames( mine ), 60 );
+        EXPECT_EQ( own.frames(), 60 );
     } );
-    EXPECT_EQ( shared.count(), 1 );
-    EXPECT_EQ( test::samples( Packet( pcmPacketQueueGather( &shared, 60 ) ) ), original );
+    EXPECT_EQ( shared.references(), 1 );
+    EXPECT_EQ( test::samples( shared.gather( 60 ) ), original );
 }
 
-TEST( ThreadFilter, HoldersGoTheirOwnWays )
+TEST( ThreadFilter, HoldersOfAFilterAreIndependent )
 {
     NoLeaks noLeaks;
-    using Filter = test::Ref<PCM_FILTER>;
-    const float halves[] = { 0.5f, 0.25f };
-    std::vector<test::Ref<PCM_FILTER_COEFFICIENTS>> sets(
-        4, pcmFilterCoefficientsCreateFromSamplesCopy( halves, 2 ) );
-    Filter shared = pcmFilterCreate( sets[0], 1 );
-    pcmFilterWrite( &shared, test::packetOf( { 0.5f } ) );
+    std::vector<pcm::Coefficients> sets( 4, pcm::Coefficients( Samples{ 0.5f, 0.25f } ) );
+    Filter shared( sets[0], 1 );
+    shared.write( Packet( Samples{ 0.5f }, 1 ) );
     std::vector<Filter> handles( 4, shared );
     together( 4, [&]( int i ) {
-        auto set = std::move( sets[size_t( i )] );
-        Filter mine = std::move( handles[size_t( i )] );
+        const pcm::Coefficients set = std::move( sets[size_t( i )] );
+        const Filter own = std::move( handles[size_t( i )] );
         for ( int round = 0; round < 300; ++round ) {
-            float x = float( i * 300 + round ) / 2048;
-            Filter filters[] = { mine, pcmFilterCreateFrom( mine ), pcmFilterCreate( set, 1 ) };
-            for ( Filter &filter : filters ) {
-                auto expected = filter == filters[2] ? Samples{ x / 2 } : Samples{ 0.25f, x / 2 + 0.125f };
-                pcmFilterWrite( &filter, test::packetOf( { x } ) );
-                Packet got = pcmFilterGather( &filter, pcmFilterFrames( filter ) );
-                EXPECT_EQ( test::samples( got ), expected );
-                pcmFilterReset( &filter );
+            const float x = float( i * 300 + round ) / 2048;
+            const std::pair<Filter, Samples> rows[] = {
+                { own, { 0.25f, x / 2 + 0.125f } },
+                { own.clone(), { 0.25f, x / 2 + 0.125f } },
+                { Filter( set, 1 ), { x / 2 } },
+            };
+            for ( auto [filter, expected] : rows ) {
+                filter.write( Packet( Samples{ x }, 1 ) );
+                EXPECT_EQ( test::samples( filter.gather( filter.frames() ) ), expected );
+                filter.reset();
             }
         }
-        EXPECT_EQ( pcmFilterFrames( mine ), 1 );
+        EXPECT_EQ( own.frames(), 1 );
     } );
-    EXPECT_EQ( shared.count(), 1 );
+    EXPECT_EQ( shared.references(), 1 );
 }
 
-// The other holders are gone, and nothing but their counts says so to the last one, which changes the object itself.
+// The other holders are gone. The last one learns it from the reference counts alone and changes the objects in
+// place.
 TEST( ThreadLast, HolderChangesInPlace )
 {
     NoLeaks noLeaks;
     int inPlace = 0;
+    const Samples original{ 1, 2, 3, 4, 5, 6, 7, 8 };
     for ( int round = 0; round < 300; ++round ) {
-        size_t others = 1 + size_t( round % 3 );
+        const size_t others = 1 + size_t( round % 3 );
         Packet pkt = test::packet( 8, 1 );
-        Queue queue = pcmPacketQueueCreate( 1 );
-        for ( float first : { 1, 5 } ) pcmPacketQueueWrite( &queue, test::packet( 4, 1, first ) );
+        Queue queue( 1 );
+        for ( float first : { 1, 5 } ) queue.write( test::packet( 4, 1, first ) );
         std::vector<Packet> packets( others, pkt );
         std::vector<Queue> queues( others, queue );
         std::atomic<size_t> gone = 0;
         together( int( others ) + 1, [&]( int i ) {
-            const Samples original{ 1, 2, 3, 4, 5, 6, 7, 8 };
             if ( i ) {
                 Packet own = std::move( packets[size_t( i ) - 1] );
                 Queue ownQueue = std::move( queues[size_t( i ) - 1] );
                 EXPECT_EQ( test::samples( own ), original );
-                EXPECT_EQ( test::samples( Packet( pcmPacketQueueGather( &ownQueue, 8 ) ) ), original );
-                own = nullptr;
-                ownQueue = nullptr;
+                EXPECT_EQ( test::samples( ownQueue.gather( 8 ) ), original );
+                own = Packet();
+                ownQueue = Queue();
                 gone.fetch_add( 1, std::memory_order_relaxed );
                 return;
             }
             while ( gone.load( std::memory_order_relaxed ) < others ) std::this_thread::yield();
-            PCM_PACKET *object = pkt;
-            PCM_PACKET_QUEUE *queueObject = queue;
-            pcmPacketWriteZero( &pkt, 0, 8 );
-            pcmPacketDelLeading( &pkt, 7 );
-            pcmPacketQueueWrite( &queue, pkt );
-            Packet first = pcmPacketQueueGather( &queue, 1 ), second = pcmPacketQueueRead( &queue );
-            EXPECT_EQ( test::samples( second ), ( Samples{ 2, 3, 4 } ) );
-            EXPECT_EQ( pcmPacketQueueFrames( queue ), 5 );
-            inPlace += pkt == object && queue == queueObject;
+            const void *const object = pkt.get(), *const queueObject = queue.get();
+            pkt.writeZero( 0, 8 );
+            pkt.delLeading( 7 );
+            queue.write( pkt );
+            (void)queue.gather( 1 );
+            EXPECT_EQ( test::samples( queue.read() ), ( Samples{ 2, 3, 4 } ) );
+            EXPECT_EQ( queue.frames(), 5 );
+            inPlace += pkt.get() == object && queue.get() == queueObject;
         } );
         EXPECT_EQ( test::samples( pkt ), Samples{ 0 } );
     }
@@ -120,21 +119,23 @@ TEST( ThreadLast, TwoOwnersReleaseAtTheSameTime )
     NoLeaks noLeaks;
     PCM_TONE *tone = nullptr;
     std::atomic<int> arrived = 0;
+    auto waitFor = [&]( int count ) {
+        for ( int spins = 0; arrived < count; ++spins )
+            if ( spins > 1000 ) std::this_thread::yield();
+    };
     together( 2, [&]( int i ) {
         for ( int round = 0; round < rounds; ++round ) {
             if ( i == 0 ) tone = pcmToneRetain( pcmToneCreate( 4 ) );
             ++arrived;
-            for ( int spins = 0; arrived < 4 * round + 2; ++spins )
-                if ( spins > 1000 ) std::this_thread::yield();
+            waitFor( 4 * round + 2 );
             pcmToneRelease( tone );
             ++arrived;
-            for ( int spins = 0; arrived < 4 * round + 4; ++spins )
-                if ( spins > 1000 ) std::this_thread::yield();
+            waitFor( 4 * round + 4 );
         }
     } );
 }
 
-// The generator's results do not repeat before all are through.
+// No random number repeats across threads.
 TEST( ThreadRandom, NumbersDiffer )
 {
     std::vector<int64_t> numbers( 80000 );

@@ -1,4 +1,3 @@
-#include "operations.h"
 #include "support.h"
 
 #include <pcm/pcm.hpp>
@@ -55,7 +54,7 @@ template <class T> void livesAndEnds( T made )
     EXPECT_EQ( made.references(), 2 );
     empty = T( adopt, raw );
     EXPECT_EQ( *empty.address(), made.get() );
-    EXPECT_EQ( to_string( made ), test::text( kitObjToString( made.obj() ) ) );
+    EXPECT_EQ( to_string( made ), pcm::textOf( kitObjToString( made.obj() ) ) );
     EXPECT_EQ( printed( made ), to_string( made ) );
 }
 
@@ -110,7 +109,7 @@ TEST( Wrapper, NamesOfTypesAreOptional )
     const F filters[] = { F::lowpass4000At16000, F::lowpass4000At24000, F::lowpass4000At48000, F::lowpass6000At24000,
         F::lowpass6000At48000, F::lowpass8000At48000, F::lowpass12000At48000 };
     for ( size_t i = 0; i < std::size( filters ); ++i ) {
-        EXPECT_EQ( printed( filters[i] ), test::text( pcmFilterTypeToString( int64_t( i ) ) ) );
+        EXPECT_EQ( printed( filters[i] ), pcm::textOf( pcmFilterTypeToString( int64_t( i ) ) ) );
         EXPECT_EQ( pcm::filterTypeFromString( to_string( filters[i] ) ), filters[i] );
         EXPECT_EQ( pcm::Coefficients( filters[i] ),
             pcm::Coefficients( adopt, pcmFilterCoefficientsCreate( int64_t( i ) ) ) );
@@ -119,70 +118,12 @@ TEST( Wrapper, NamesOfTypesAreOptional )
     using S = pcm::SrcType;
     const S converters[] = { S::sincBestQuality, S::sincMediumQuality, S::sincFastest, S::zeroOrderHold, S::linear };
     for ( size_t i = 0; i < std::size( converters ); ++i ) {
-        EXPECT_EQ( printed( converters[i] ), test::text( pcmSrcTypeToString( int64_t( i ) ) ) );
+        EXPECT_EQ( printed( converters[i] ), pcm::textOf( pcmSrcTypeToString( int64_t( i ) ) ) );
         EXPECT_EQ( pcm::srcTypeFromString( to_string( converters[i] ) ), converters[i] );
         EXPECT_EQ( pcm::samplerateType( converters[i] ), pcm___SrcTypeToSamplerateConverterType( int64_t( i ) ) );
         EXPECT_EQ( pcm::Src::tryCreate( converters[i], 2, 1, 1 )->type(), converters[i] );
     }
     EXPECT_EQ( pcm::srcTypeFromString( "FAST" ), std::nullopt );
-}
-
-// clang-format off
-#define METHOD( method, function, ... ) { #function, \
-    []( pcm::Packet &p, [[maybe_unused]] const pcm::Packet &s ) { p.method( __VA_ARGS__ ); }, \
-    []( PCM_PACKET **p, [[maybe_unused]] PCM_PACKET *s ) { function( p __VA_OPT__(,) __VA_ARGS__ ); } }
-// All words of a verb, at an index or not.
-#define METHODS( verb, Verb, ... ) \
-    METHOD( verb, pcmPacket##Verb, __VA_ARGS__ __VA_OPT__(,) s ), \
-    METHOD( verb##Inner, pcmPacket##Verb##Inner, __VA_ARGS__ __VA_OPT__(,) s, 1, 2 ), \
-    METHOD( verb##Outer, pcmPacket##Verb##Outer, __VA_ARGS__ __VA_OPT__(,) s, 0, 1 ), \
-    METHOD( verb##Leading, pcmPacket##Verb##Leading, __VA_ARGS__ __VA_OPT__(,) s, 2 ), \
-    METHOD( verb##Trailing, pcmPacket##Verb##Trailing, __VA_ARGS__ __VA_OPT__(,) s, 2 ), \
-    METHOD( verb##Zero, pcmPacket##Verb##Zero, __VA_ARGS__ __VA_OPT__(,) 1 )
-
-TEST( Wrapper, EveryEditIsItsFunction )
-{
-    test::NoLeaks noLeaks;
-    const struct {
-        const char *name;
-        void ( *wrapped )( pcm::Packet &, const pcm::Packet & );
-        void ( *plain )( PCM_PACKET **, PCM_PACKET * );
-    } edits[] = {
-        METHODS( write, Write, 2 ), METHODS( insert, Insert, 2 ), METHODS( append, Append ),
-        METHODS( prepend, Prepend ),
-        METHOD( clear, pcmPacketClear ),
-        METHOD( setChannels, pcmPacketSetChannels, 3 ),
-        METHOD( setFrames, pcmPacketSetFrames, 4 ),
-        METHOD( delInner, pcmPacketDelInner, 1, 2 ),
-        METHOD( delOuter, pcmPacketDelOuter, 1, 2 ),
-        METHOD( delLeading, pcmPacketDelLeading, 2 ),
-        METHOD( delTrailing, pcmPacketDelTrailing, 1 ),
-        METHOD( writeChannels, pcmPacketWriteChannels, 1, 4, s, 0, 1, 1, 2 ),
-        METHOD( replaceWithDownmix, pcmChannelsAdjustReplaceWithDownmix, 3 ),
-        METHOD( expandWithDownmix, pcmChannelsAdjustExpandWithDownmix, 3 ),
-        METHOD( extendFrames, pcmFramesExtend, 2 ),
-        METHOD( reduceFrames, pcmFramesReduce, 3 ),
-        METHOD( adjustLevel, pcmLevelAdjust, -6 ),
-        METHOD( adjustGain, pcmLevelAdjustLinearGain, -6 ),
-    };
-    // clang-format on
-    const pcm::Packet source( six, 2 );
-    for ( auto &edit : edits ) {
-        SCOPED_TRACE( edit.name );
-        pcm::Packet pkt( twelve, 2 ), before = pkt;
-        test::Packet expected = test::packetOf( twelve, 2 );
-        edit.wrapped( pkt, source );
-        edit.plain( &expected, source.get() );
-        EXPECT_EQ( samplesOf( pkt ), test::samples( expected ) );
-        EXPECT_EQ( pkt.channels(), pcmPacketChannels( expected ) );
-        EXPECT_NE( pkt, before );
-        EXPECT_EQ( samplesOf( before ), twelve );
-    }
-    pcm::Packet pkt( twelve, 2 );
-    test::Packet expected = test::packetOf( twelve, 2 );
-    pkt.writeChannels( 1, 3, six, 0, 3, 0, 1, 2 );
-    pcmPacketWriteChannelsSamples( &expected, 1, 3, six.data(), 0, 3, 0, 1, 2 );
-    EXPECT_EQ( samplesOf( pkt ), test::samples( expected ) );
 }
 
 TEST( Wrapper, PacketsShowTheirSamples )
@@ -291,9 +232,9 @@ TEST( Wrapper, StreamsFlow )
     EXPECT_EQ( pcm::Coefficients( pcm::FilterType::lowpass4000At16000 ).length(), 16 );
 
     pcm::Src src = *pcm::Src::tryCreate( pcm::SrcType::zeroOrderHold, 2000, 1000, 2 ), same = src;
-    test::Ref<PCM_SRC> plain = pcmSrcTryCreate( PCM_SRC_TYPE_ZERO_ORDER_HOLD, 2000, 1000, 2 );
-    pcmSrcWrite( plain, test::packetOf( thrice, 2 ) );
-    EXPECT_EQ( flow( src ), test::samples( test::Packet( pcmSrcRead( plain ) ) ) );
+    pcm::Src whole = *pcm::Src::tryCreate( pcm::SrcType::zeroOrderHold, 2000, 1000, 2 );
+    whole.write( pcm::Packet( thrice, 2 ) );
+    EXPECT_EQ( flow( src ), samplesOf( whole.read() ) );
     EXPECT_EQ( same.packets(), 1 ); // one stream with two holders
     src.reset();
     EXPECT_EQ( same.packets(), 0 );
@@ -303,84 +244,6 @@ TEST( Wrapper, StreamsFlow )
     EXPECT_TRUE( pcm::Src::isCompatible( 2000, 1000 ) );
     EXPECT_FALSE( pcm::Src::isCompatible( 1000000, 1 ) );
     EXPECT_EQ( pcm::Src::tryCreate( pcm::SrcType::linear, 1000000, 1, 1 ), std::nullopt );
-}
-
-/// A source of the periods 4 and 7, beside the functions on such tones.
-template <class Source> void soundsAs( Source source, const operations::signals::Family &family )
-{
-    test::Ref<PCM_TONE> a = pcmToneCreate( 4 ), b = pcmToneCreate( 7 );
-    Samples got( 5, 1 ), wanted = got;
-    EXPECT_EQ( samplesOf( source.gather( 3 ) ), test::samples( test::Packet( family.gather( a, b, 3 ) ) ) );
-    source.gatherAdd( got ), family.gatherSamplesAdd( a, b, wanted.data(), 5 );
-    EXPECT_EQ( got, wanted );
-    source.gather( got ), family.gatherSamples( a, b, wanted.data(), 5 );
-    EXPECT_EQ( got, wanted );
-}
-
-TEST( Wrapper, SourcesSound )
-{
-    test::NoLeaks noLeaks;
-    soundsAs( pcm::Tone( 4 ), operations::signals::families[0] );
-    soundsAs( *pcm::Tone::tryCreate( 8000, 2000 ), operations::signals::families[0] );
-    soundsAs( pcm::DualTone{ pcm::Tone( 4 ), pcm::Tone( 7 ) }, operations::signals::families[1] );
-    soundsAs( pcm::ModulatedTone{ pcm::Tone( 4 ), pcm::Tone( 7 ) }, operations::signals::families[2] );
-
-    Samples noisy( 100, 5 );
-    pcm::noise::gatherAdd( noisy );
-    for ( float x : noisy ) EXPECT_NEAR( x, 5, 1 );
-    EXPECT_NE( noisy, Samples( 100, 5 ) );
-    pcm::noise::gather( noisy );
-    for ( float x : noisy ) EXPECT_LE( std::abs( x ), 1 );
-    for ( float x : samplesOf( pcm::noise::gather( 100 ) ) ) EXPECT_LE( std::abs( x ), 1 );
-    EXPECT_EQ( samplesOf( pcm::silence::gather( 3 ) ), Samples( 3 ) );
-    Samples block( 2, 1 );
-    pcm::silence::gather( std::span( block ).first( 1 ) );
-    EXPECT_EQ( block, ( Samples{ 0, 1 } ) );
-    EXPECT_EQ( pcm::decibelFromGain( 100 ), 40 );
-    EXPECT_EQ( pcm::decibelToGain( -20 ), 0.1 );
-}
-
-TEST( Wrapper, KernelsWorkOnSpans )
-{
-    namespace kernels = pcm::samples;
-    using Block = std::span<float>;
-    using Channel = kernels::Channel;
-    static const kernels::ConstChannel third{ six.data(), 2, 3 };
-    // clang-format off
-    // On the last four of twelve samples, or on the second of three channels of theirs.
-    const struct {
-        void ( *wrapped )( Block block, Channel channel );
-        void ( *plain )( float *block, float *all );
-    } rows[] = {
-#define ROW( wrapped, plain )                                                             \
-    {                                                                                     \
-        []( [[maybe_unused]] Block b, [[maybe_unused]] Channel c ) { kernels::wrapped; }, \
-            []( [[maybe_unused]] float *b, [[maybe_unused]] float *all ) { plain; }       \
-    }
-        ROW( zero( b ), pcm___SamplesZero( b, 4 ) ),
-        ROW( copy( b, six ), pcm___SamplesCopy( b, six.data(), 4 ) ),
-        ROW( move( b, Block( b.data() - 2, 4 ) ), pcm___SamplesMove( b, b - 2, 4 ) ),
-        ROW( add( b, six ), pcm___SamplesAdd( b, six.data(), 4 ) ),
-        ROW( mul( b, six ), pcm___SamplesMul( b, six.data(), 4 ) ),
-        ROW( scale( b, 2 ), pcm___SamplesScale( b, 4, 2 ) ),
-        ROW( adjustGain( b, -4 ), pcmLevelAdjustLinearGainSamples( b, 4, -4 ) ),
-        ROW( adjustLevel( b, -6 ), pcmLevelAdjustSamples( b, 4, -6 ) ),
-        ROW( zero( c, 2 ), pcm___SamplesChannelZero( all, 1, 3, 2 ) ),
-        ROW( copy( c, third, 2 ), pcm___SamplesChannelCopy( all, 1, 3, six.data(), 2, 3, 2 ) ),
-        ROW( add( c, third, 2 ), pcm___SamplesChannelAdd( all, 1, 3, six.data(), 2, 3, 2 ) ),
-        ROW( mul( c, third, 2 ), pcm___SamplesChannelMul( all, 1, 3, six.data(), 2, 3, 2 ) ),
-        ROW( scale( c, 2, -3 ), pcm___SamplesChannelScale( all, 1, 3, 2, -3 ) ),
-        ROW( copy( c, Channel{ c.block, 0, 3 }, 2 ), pcm___SamplesChannelCopy( all, 1, 3, all, 0, 3, 2 ) ),
-#undef ROW
-    };
-    // clang-format on
-    for ( auto &row : rows ) {
-        Samples got = twelve, wanted = twelve;
-        row.wrapped( std::span( got ).last( 4 ), { got.data(), 1, 3 } );
-        row.plain( wanted.data() + 8, wanted.data() );
-        EXPECT_EQ( got, wanted ) << &row - rows;
-        EXPECT_NE( got, twelve ) << &row - rows;
-    }
 }
 
 TEST( Wrapper, TheModuleTellsItsBuild )

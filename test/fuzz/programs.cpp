@@ -1,7 +1,7 @@
 // The host programs on whatever files and options there may be: they do their work or say why not, and leave either a
 // whole output or what stood there before.
 
-#include "fuzz.h"
+#include "../choices.h"
 #include "output_file.h"
 
 #include <cstdio>
@@ -67,17 +67,17 @@ const struct {
     { raw, "--input-rate", { "8000", "48000", "3" } },
 };
 
-std::string someText( fuzz::Reader &in )
+std::string someText( test::FuzzInput &in )
 {
-    auto bytes = in.bytes( size_t( in.upTo( 40 ) ) );
+    auto bytes = in.take( size_t( in.upTo( 40 ) ) );
     std::string text( bytes.begin(), bytes.end() );
     return text.substr( 0, text.find( '\0' ) );
 }
 
-void addOptions( fuzz::Reader &in, Texts &args, int programs )
+void addOptions( test::FuzzInput &in, Texts &args, int programs )
 {
     for ( auto &option : options ) {
-        uint8_t choice = option.programs & programs ? in.byte() : 0;
+        const int64_t choice = option.programs & programs ? in.upTo( 255 ) : 0;
         if ( choice < 128 ) continue;
         std::string value = choice < 248 ? in.oneOf( option.values ) : someText( in );
         args.push_back( option.name + ( value.empty() ? "" : "=" + value ) );
@@ -85,7 +85,7 @@ void addOptions( fuzz::Reader &in, Texts &args, int programs )
 }
 
 // Makes the program's arguments and, of the rest of the bytes, its files; returns the output's name.
-std::string arguments( fuzz::Reader &in, Texts &args )
+std::string arguments( test::FuzzInput &in, Texts &args )
 {
     static const char *const containers[] = { "wav", "au", "aif", "w64", "rf64", "caf", "raw", "none" };
     static const char *const types[] = { "LOWPASS_4000_AT_16000", "PCM_FILTER_TYPE_LOWPASS_12000_AT_48000", "x" };
@@ -109,7 +109,7 @@ std::string arguments( fuzz::Reader &in, Texts &args )
     for ( int64_t i = 0; i < count; ++i ) {
         const std::string name = "in" + std::to_string( i );
         if ( PROGRAM == mix ) args.push_back( name + in.oneOf( settings ) );
-        auto bytes = in.bytes( in.left() / size_t( count - i ) );
+        auto bytes = in.take( in.left() / size_t( count - i ) );
         store( name, { bytes.begin(), bytes.end() } );
     }
     return output;
@@ -182,7 +182,7 @@ extern "C" int LLVMFuzzerInitialize( int *, char *** )
 
 extern "C" int LLVMFuzzerTestOneInput( const uint8_t *data, size_t size )
 {
-    fuzz::Reader in( data, size );
+    test::FuzzInput in( data, size );
     Texts args = { "program" };
     const bool stood = in.upTo( 1 );
     const std::string output = arguments( in, args ), before = "what stood there";
