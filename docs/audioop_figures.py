@@ -15,8 +15,8 @@ with warnings.catch_warnings():
     warnings.simplefilter("ignore")
     import audioop as old
 
-DOC = Path(__file__).parents[2] / "docs/audioop.md"
-MARK = "<!-- measured by test/python/audioop_figures.py --write -->\n"
+DOC = Path(__file__).parent / "audioop.md"
+MARK = "<!-- measured by docs/audioop_figures.py --write -->\n"
 
 
 def integers(fragment, width):
