@@ -93,7 +93,7 @@ constexpr Encoding int16BE = { "int16 BE", PCM_ENCODING_INT_16 | PCM_ENCODING_BI
 constexpr Encoding int24 = { "int24", PCM_ENCODING_INT_24 };
 constexpr Encoding uint24 = { "uint24", PCM_ENCODING_INT_24 | PCM_ENCODING_UNSIGNED };
 constexpr Encoding int24BE = { "int24 BE", PCM_ENCODING_INT_24 | PCM_ENCODING_BIG_ENDIAN };
-constexpr Encoding int24AfterPadding = { "int24 behind pad",
+constexpr Encoding int24AfterPadding = { "int24 after pad",
     PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32 | PCM_ENCODING_PAD_BEFORE };
 constexpr Encoding int24BeforePadding = { "int24 before pad",
     PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32 | PCM_ENCODING_PAD_AFTER };

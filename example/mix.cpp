@@ -201,7 +201,7 @@ static void mix( const Options &options )
     int64_t framesWritten = 0;
     float peak = 0;
     {
-        Progress progress( options.progress, end < 1e18 ? int64_t( end + 0.5 ) : -1, format.rate );
+        Progress progress( options.progress, end < 1e18 ? std::llround( end ) : -1, format.rate );
         int64_t frames = packetFrames( format.rate, format.rate, format.channels );
         for ( pcm::Packet block; block = nextBlock( tracks, frames, format.channels ), block.frames(); ) {
             stopIfInterrupted();

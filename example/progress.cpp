@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <cmath>
 #include <cstdio>
 #include <unistd.h>
 
@@ -41,7 +42,7 @@ std::string Progress::progressText( int64_t doneFrames ) const
     if ( totalFrames < 0 ) return std::to_string( doneFrames ) + " frames";
     double fraction = totalFrames ? double( doneFrames ) / double( totalFrames ) : 1;
     double elapsed = std::chrono::duration<double>( Clock::now() - startTime ).count();
-    long secondsLeft = fraction > 0 ? long( elapsed / fraction - elapsed + 0.5 ) : 0;
+    long secondsLeft = fraction > 0 ? std::lround( elapsed / fraction - elapsed ) : 0;
     char text[80];
     std::snprintf(
         text, sizeof text, "%5.1f %%  %ld:%02ld left", 100 * fraction, secondsLeft / 60, secondsLeft % 60 );

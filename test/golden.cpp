@@ -1,7 +1,8 @@
-// The same bits on every processor: checksums of what every operation gives.
+// Verifies that results are bit-identical on every processor, by checksums of the results of every operation.
 //
-//     golden          prints the checksums that the models give, for golden.txt
-//     golden KEPT     compares the library's checksums with kept ones; exits with 1 if any promised one differs
+//     golden          prints the checksums of the models' results, for golden.txt
+//     golden KEPT     compares the checksums of the library's results with those in the file KEPT; exits with 1 if one
+//                     differs that must be the same
 
 #include "operations.h"
 

@@ -146,7 +146,7 @@ void addEncodings()
         "PCM_ENCODING_INT_8", "PCM_ENCODING_INT_16", "PCM_ENCODING_INT_24", "PCM_ENCODING_INT_32",
         "PCM_ENCODING_FLOAT_32" };
     static std::array<std::vector<uint64_t>, 8> layouts;
-    for ( uint64_t word : reference::layouts() ) layouts[size_t( Encoding{ word }.base + 1 )].push_back( word );
+    for ( uint64_t word : reference::layouts() ) layouts[size_t( Encoding{ word }.base ) + 1].push_back( word );
     for ( auto &words : layouts ) {
         const std::string base = bases[&words - layouts.data()];
         add( "from " + base, 1, 1, [&]( Results &out, Choices &in ) {
@@ -598,9 +598,11 @@ struct StreamModel {
             history.pop_front();
             history.push_back( frame );
             for ( size_t c = 0; c < frame.size(); ++c ) {
-                float sum = 0, product;
-                for ( size_t i = 0; i < taps.size(); ++i, sum += product )
-                    product = history[i][c] * taps[taps.size() - 1 - i];
+                float sum = 0;
+                for ( size_t i = 0; i < taps.size(); ++i ) {
+                    const float product = history[i][c] * taps[taps.size() - 1 - i];
+                    sum += product;
+                }
                 made.push_back( sum < -1 ? -1 : sum > 1 ? 1 : sum );
             }
             ++written;
@@ -806,8 +808,10 @@ struct Wave {
     Samples next( int64_t samples )
     {
         Samples made;
-        for ( ; int64_t( made.size() ) < samples; position += 1 )
+        while ( int64_t( made.size() ) < samples ) {
             made.push_back( float( std::sin( 6.283185307179586 / period * position ) ) );
+            position += 1;
+        }
         while ( position > period ) position -= period;
         return made;
     }
