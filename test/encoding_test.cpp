@@ -3,13 +3,12 @@
 
 using reference::Encoding;
 
-#define FLAG( name ) std::pair( "PCM_ENCODING_" #name, PCM_ENCODING_##name )
+using E = pcm::Encoding;
 
-/// Flag number i has bit i.
-static const std::vector<std::pair<std::string, uint64_t>> flags = { FLAG( G711_ALAW ), FLAG( G711_MULAW ),
-    FLAG( INT_8 ), FLAG( INT_16 ), FLAG( INT_24 ), FLAG( INT_32 ), FLAG( FLOAT_32 ), FLAG( UNSIGNED ),
-    FLAG( BIG_ENDIAN ), FLAG( LITTLE_ENDIAN ), FLAG( PAD_BEFORE ), FLAG( PAD_AFTER ), FLAG( PACK_16 ),
-    FLAG( PACK_24 ), FLAG( PACK_32 ), FLAG( PACK_40 ), FLAG( PACK_48 ), FLAG( PACK_56 ), FLAG( PACK_64 ) };
+/// In the order of test::flagNames.
+static const E flags[] = { E::alaw, E::mulaw, E::int8, E::int16, E::int24, E::int32, E::float32, E::unsignedCodes,
+    E::bigEndian, E::littleEndian, E::padBefore, E::padAfter, E::pack16, E::pack24, E::pack32, E::pack40, E::pack48,
+    E::pack56, E::pack64 };
 
 static uint64_t parse( const std::string &text ) { return pcm::Encoding::fromString( text ).word(); }
 
@@ -33,16 +32,16 @@ TEST( Encoding, TextThereAndBack )
 {
     test::NoLeaks noLeaks;
     test::Seeded random( test::seed( 22 ) );
-    ASSERT_EQ( flags.size(), 19u );
+    ASSERT_EQ( std::size( flags ), 19u );
     for ( int i = -1; i < 2000; ++i ) {
         uint64_t word = i < 0 ? 0 : i < 19 ? uint64_t{ 1 } << i : random.word() & random.word();
         uint64_t normal = Encoding{ word }.normalized();
         std::string joined;
-        for ( size_t bit = 0; bit < flags.size(); ++bit )
-            if ( normal >> bit & 1 ) joined += ( joined.empty() ? "" : " | " ) + flags[bit].first;
+        for ( size_t bit = 0; bit < std::size( flags ); ++bit )
+            if ( normal >> bit & 1 ) joined += ( joined.empty() ? "" : " | " ) + test::flagNames[bit];
         ASSERT_EQ( generate( word ), normal ? joined : "0" ) << std::hex << word;
         ASSERT_EQ( parse( generate( word ) ), normal ) << joined;
-        ASSERT_TRUE( i < 0 || i > 18 || flags[size_t( i )].second == word ) << joined;
+        ASSERT_TRUE( i < 0 || i > 18 || flags[i].word() == word ) << joined;
     }
 }
 
@@ -60,7 +59,7 @@ TEST( Encoding, TextOfAnySpacingOrderAndNames )
         for ( int64_t part = random.upTo( 6 ); part >= 0; --part ) {
             size_t bit = size_t( random.upTo( 24 ) );
             if ( bit < 19 ) word |= uint64_t{ 1 } << bit;
-            given += random.oneOf( spacings ) + ( bit < 19 ? flags[bit].first : random.oneOf( strange ) );
+            given += random.oneOf( spacings ) + ( bit < 19 ? test::flagNames[bit] : random.oneOf( strange ) );
             given += random.oneOf( spacings ) + ( part ? "|" : "" );
         }
         ASSERT_EQ( parse( given ), Encoding{ word }.normalized() ) << given;

@@ -1,4 +1,4 @@
-"""What the tests of the host programs share. The programs lie in the folder BIN."""
+"""Shared code of the tests of the example programs, which are in the folder BIN."""
 import os
 import random
 import re
@@ -6,25 +6,36 @@ import struct
 import subprocess
 import tempfile
 import unittest
+from collections import namedtuple
 
 BIN = os.path.abspath(os.environ.get("BIN", "build/release/bin"))
+
+
+# A command that fails, and a pattern for its message.
+Error = namedtuple("Error", "command message")
 
 
 def sox(*arguments):
     return subprocess.run(["sox", "-D", "-V1", *map(str, arguments)], check=True, stdout=subprocess.PIPE).stdout
 
 
-def read(name, most=-1):
+def read(name, limit=-1):
     with open(name, "rb") as file:
-        return file.read(most)
+        return file.read(limit)
 
 
 def floats(data):
     return struct.unpack(f"<{len(data) // 4}f", data)
 
 
+def curves(picture):
+    """The points of each curve of more than 100 points in an SVG image."""
+    paths = [re.findall(r"([\d.]+),([\d.]+)", path) for path in re.findall(r"\bd='([^']*)'", picture)]
+    return [[(float(x), float(y)) for x, y in path] for path in paths if len(path) > 100]
+
+
 class Test(unittest.TestCase):
-    program = ()  # what all lines begin with
+    program = ()  # the first words of all commands
 
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
@@ -41,21 +52,21 @@ class Test(unittest.TestCase):
         self.assertEqual((done.returncode, done.stderr), (0, ""), line)
         return done.stdout
 
-    def refusals(self, table):
-        """Each command fails with its message, a pattern, and leaves every file as it is."""
+    def check_errors(self, errors):
+        """Each command fails with its message and leaves every file unchanged."""
         def files():
             return sorted((name, os.lstat(name).st_size, os.path.isfile(name) and read(name, 999))
                           for name in os.listdir())
         before = files()
-        for command, message in (case.strip().split(" | ") for case in re.split("[&\n]", table)):
+        for command, message in errors:
             with self.subTest(command=command):
                 done = self.run_(*command.split(), env={"PATH": "/no" if "needs" in message else os.environ["PATH"]})
                 self.assertEqual((done.returncode, done.stdout), (1, ""))
                 self.assertRegex(done.stderr, f"^{(*self.program, *command.split())[0]}: [^\n]*{message}")
                 self.assertEqual(files(), before)
 
-    def frugal(self, megabytes, program, *arguments):
-        """What a program writes that works in so much memory. Sanitizers take more."""
+    def run_within(self, megabytes, program, *arguments):
+        """Runs a program and checks how much memory it used. Sanitizers use more."""
         program, pipe = f"{BIN}/{program}", subprocess.PIPE
         with subprocess.Popen([program, *arguments], stdout=pipe, stderr=pipe) as child:
             out, err = child.stdout.read().decode(), child.stderr.read().decode()

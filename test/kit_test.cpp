@@ -12,11 +12,11 @@
 #include <sstream>
 #include <sys/random.h>
 
-// With sanitizers, too, a failed allocation returns null.
+// Failed allocations return null with sanitizers too.
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
 extern "C" const char *__tsan_default_options() { return "allocator_may_return_null=1"; }
 
-// The system's source of seeds, which a test can make fail.
+// Replaces the system's source of seeds, so that a test can make it fail.
 static bool noEntropy;
 extern "C" int getentropy( void *to, size_t size )
 {
@@ -42,7 +42,7 @@ TEST_F( Kit, AbortWritesOneLineAndEnds )
     EXPECT_EXIT( kitMemAlloc( max ), aborts, "source/kit/kit_memory[^\n]*out of memory[^\n]*\n$" );
 }
 
-TEST_F( Kit, MemoryServesAnySizeAndKeepsWhatFits )
+TEST_F( Kit, MemoryOfAnySize )
 {
     for ( void *none : { kitMemAlloc( 0 ), kitMemAllocN( 0, max ), kitMemAllocN( max, 0 ),
               kitMemReallocN( nullptr, 0, 8 ), kitMemReallocN( kitMemAlloc( 9 ), 0, 8 ) } ) {
@@ -85,9 +85,9 @@ TEST_F( Kit, StringsAndBuffersHoldTheirBytes )
     EXPECT_EQ( kit___ObjDbgAllocationSize( buffer.obj() ), 3 );
 }
 
-TEST_F( Kit, ObjectsOfOneSortAreAdjacentInOrder )
+TEST_F( Kit, ObjectsOfOneTypeAreAdjacentInOrder )
 {
-    std::vector<Object<KIT_OBJ>> vectors, strings; // created in turns, so that their addresses alternate
+    std::vector<Object<KIT_OBJ>> vectors, strings; // created alternately, and so are their addresses
     for ( int i = 0; i < 4; ++i ) {
         vectors.emplace_back( adopt, reinterpret_cast<KIT_OBJ *>( kitVectorCreate() ) );
         strings.emplace_back( adopt, reinterpret_cast<KIT_OBJ *>( String( std::to_string( i ) ).detach() ) );
@@ -110,8 +110,7 @@ TEST_F( Kit, ObjectsWithoutATextPrintNameAndAddress )
     EXPECT_EQ( to_string( obj ), name + " " + address.str() );
 }
 
-// The walks over packet queues cover the rest, except for long vectors.
-TEST_F( Kit, VectorsKeepWhatTheirOtherHoldersHave )
+TEST_F( Kit, VectorsAreCopiedOnWrite )
 {
     const String item( "item" );
     Object<KIT_VECTOR> vector( adopt, kitVectorCreate() ), first = vector;
@@ -196,8 +195,8 @@ TEST_F( Kit, EnumerationsReadAndWriteTheirNames )
 TEST_F( Kit, RealsCompareExactly )
 {
     const double huge = std::numeric_limits<double>::max(), tiny = 5e-324, nan = NAN;
-    const double ordered[] = { -INFINITY, -huge, -1, std::nextafter( -1.0, 0.0 ), -tiny, 0, tiny, 1,
-        std::nextafter( 1.0, 2.0 ), huge, INFINITY };
+    const double ordered[] = { -HUGE_VAL, -huge, -1, std::nextafter( -1.0, 0.0 ), -tiny, 0, tiny, 1,
+        std::nextafter( 1.0, 2.0 ), huge, HUGE_VAL };
     for ( auto &a : ordered ) {
         for ( auto &b : ordered ) {
             int64_t order = kitRealCompare( a, b );

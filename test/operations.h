@@ -26,17 +26,20 @@ Samples samplesOf( const pcm::Packet &pkt );
 Bytes bytesOf( const pcm::Buffer &buffer );
 pcm::Buffer bufferOf( const Bytes &bytes );
 
-/// What an operation gave, beside what its model gave.
+/// The results of an operation and of its model.
 class Results {
 public:
     Bytes got, wanted;
-    std::string failures; ///< rules other than equal results that were broken, one to a line
+    std::string failures; ///< violated rules other than equal results, one per line
 
     bool areRight() const { return got == wanted && failures.empty(); }
     void require( bool holds, const std::string &rule )
     {
         if ( !holds ) failures += rule + "\n";
     }
+    /// Requires that a packet, unless it is null, has these samples.
+    void requireSame( const pcm::Packet &pkt, const Samples &samples, const std::string &rule );
+    /// Adds the result of the library, then that of the model.
     void add( const Bytes &g, const Bytes &w );
     /// Where samples are only moved, NaNs keep their bits. In arithmetic, the processor chooses among NaNs.
     void add( Samples g, Samples w, bool onlyMoved = false );
@@ -55,9 +58,9 @@ struct Operation {
 
 const std::vector<Operation> &all();
 
-/// Compares the library with golden.txt and prints a line for each operation, or only the different ones. Returns how
-/// many promised results differ. Operations named "platform/..." use `sin`, `log10`, `pow` or libsamplerate: they may
-/// differ from the file, but not from their models.
+/// Compares the library with golden.txt and prints a line for each operation, or only for those that differ. Returns
+/// the number of differences, not counting operations that depend on the platform. Operations named "platform/..."
+/// use `sin`, `log10`, `pow` or libsamplerate: they may differ from the file, but not from their models.
 int compareWithGolden( const std::string &path, bool printAll );
 
 /// The lines of golden.txt, from the models alone.
@@ -65,7 +68,8 @@ void printGolden();
 
 // Models that other tests use too.
 
-/// Converts bytes with pcm___Convert, little-endian ones for word 0. Checks that nothing is written after the result.
+/// Converts bytes with pcm___Convert; word 0 denotes little-endian floats. Checks that nothing is written after the
+/// result.
 Bytes converted( uint64_t dest, uint64_t source, const Bytes &bytes );
 
 struct FilterSet {

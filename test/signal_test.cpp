@@ -65,7 +65,7 @@ TEST( Tone, PeriodsComeFromFrequencies )
 }
 
 // The phase stays right for periods far below a frame. SIGALRM ends the child process if a call does not return.
-TEST( Tone, EveryCallEnds )
+TEST( Tone, EveryCallReturns )
 {
     auto eleventh = []( double period ) {
         Tone tone( period );

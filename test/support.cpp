@@ -58,6 +58,7 @@ void together( int threads, const std::function<void( int )> &work )
 {
     std::latch start( threads );
     std::vector<std::thread> running;
+    running.reserve( size_t( threads ) );
     for ( int i = 0; i < threads; ++i )
         running.emplace_back( [&, i] {
             start.arrive_and_wait();

@@ -28,6 +28,13 @@ Samples samples( const pcm::Packet &pkt );
 /// The bit patterns of samples. All NaNs are equal, because the processor chooses among NaNs in arithmetic.
 std::vector<uint32_t> bits( const Samples &samples );
 
+/// The names of the encoding flags. Flag number i has bit i.
+inline const std::string flagNames[] = { "PCM_ENCODING_G711_ALAW", "PCM_ENCODING_G711_MULAW", "PCM_ENCODING_INT_8",
+    "PCM_ENCODING_INT_16", "PCM_ENCODING_INT_24", "PCM_ENCODING_INT_32", "PCM_ENCODING_FLOAT_32",
+    "PCM_ENCODING_UNSIGNED", "PCM_ENCODING_BIG_ENDIAN", "PCM_ENCODING_LITTLE_ENDIAN", "PCM_ENCODING_PAD_BEFORE",
+    "PCM_ENCODING_PAD_AFTER", "PCM_ENCODING_PACK_16", "PCM_ENCODING_PACK_24", "PCM_ENCODING_PACK_32",
+    "PCM_ENCODING_PACK_40", "PCM_ENCODING_PACK_48", "PCM_ENCODING_PACK_56", "PCM_ENCODING_PACK_64" };
+
 void expectPacket( const pcm::Packet &pkt, int64_t channels, const Samples &samples, int32_t references = 1 );
 
 /// Fails at the end of the scope if the number of live objects changed. Counts in builds without NDEBUG.

@@ -12,7 +12,7 @@ import time
 import unittest
 from collections import namedtuple
 
-from host import BIN, Test, floats, read, sox
+from host import BIN, Error, Test, curves, floats, read, sox
 
 
 def write(name, data=b"", length=None):
@@ -21,7 +21,7 @@ def write(name, data=b"", length=None):
         file.truncate(length)
 
 
-# Encoding: its name for sox, bytes a sample.
+# For each encoding: its name in sox, and bytes per sample.
 ENCODINGS = {"int8": ("signed", 1), "uint8": ("unsigned", 1), "int16": ("signed", 2), "int24": ("signed", 3),
              "int32": ("signed", 4), "float32": ("floating-point", 4), "alaw": ("a-law", 1), "mulaw": ("mu-law", 1)}
 
@@ -38,45 +38,46 @@ CONTAINERS = {
 }
 RAW = ["--raw", "--input-encoding"]
 
-# A pattern for the message, and the command line that fails with it.
-Error = namedtuple("Error", "message options input output", defaults=["", "in.wav", "out.wav"])
+
+
+def error(message, options="", input="in.wav", output="out.wav"):
+    return Error(f"{input} {output} {options}", message)
+
+
 ERRORS = [
-    Error("cannot open none.wav: No such file", input="none.wav"),
-    Error("not a regular file", input="."),
-    Error("not a regular file", input="/dev/zero"),
-    Error("not a supported audio file", input="text"),
-    Error("it is also the input", output="hard.wav"),
-    Error("unknown file extension", output="wav"),
-    Error("unknown container", "--container mov"),
-    Error("No such file", output="no/a.wav"),
-    Error("Is a directory", "--container wav", output="./"),
-    Error("No space left on device", output="/dev/full"),
-    Error("No space left on device", output="full.wav"),
-    Error("OUTPUT is required", output=""),
-    Error('unknown encoding "opus"', "--encoding opus"),
-    Error("unknown encoding", "--encoding=|"),
-    Error("unknown encoding", "--encoding PCM_ENCODING_INT_16|PCM_ENCODING_PINK"),
-    Error("do not support", "--encoding PCM_ENCODING_INT_16|PCM_ENCODING_UNSIGNED"),
-    Error("do not support", "--encoding PCM_ENCODING_INT_24|PCM_ENCODING_PACK_32"),
-    Error("unknown quality", "--quality good"),
-    Error("ratio", "--rate 2048001"),
-    Error("--rate", "--rate 0"),
-    Error("200 channels", "--rate 9000", input="many.wav"),
-    Error("--level", "--level nan"),
-    Error("--level", "--level 201"),
-    Error("FROM:TO", "--seconds-at 2"),
-    Error("ends before it begins", "--seconds-at .5:.4"),
-    Error("begins after the end", "--seconds-at 1.1:"),
-    Error("not a time", "--seconds-at :1e300"),
-    Error("other than the input", "--plot in.wav"),
-    Error("other than the input and the output", "--plot out.wav"),
-    Error("must be .svg", "--plot p.png"),
-    Error("requires --raw", "--channels 2"),
-    Error("--input-encoding", "--raw --rate 8000", input="odd.raw"),
-    Error("--input-rate", "--raw --input-encoding int8", input="odd.raw"),
-    Error("--channels", "--raw --rate 8000 --input-encoding int8 --channels 0", input="odd.raw"),
-    Error("not a multiple", "--raw --rate 8000 --input-encoding int16", input="odd.raw"),
-    Error("too long", "--raw --rate 8000 --input-encoding int8 --encoding uint8", input="long.raw"),
+    error("cannot open none.wav: No such file", input="none.wav"),
+    error("not a regular file", input="."),
+    error("not a regular file", input="/dev/zero"),
+    error("not a supported audio file", input="text"),
+    error("it is also the input", output="hard.wav"),
+    error("unknown file extension", output="wav"),
+    error("unknown container", "--container mov"),
+    error("Is a directory", "--container wav", output="./"),
+    error("No space left on device", output="/dev/full"),
+    error("No space left on device", output="full.wav"),
+    error("OUTPUT is required", output=""),
+    error('unknown encoding "opus"', "--encoding opus"),
+    error("unknown encoding", "--encoding=|"),
+    error("do not support", "--encoding PCM_ENCODING_INT_16|PCM_ENCODING_UNSIGNED"),
+    error("do not support", "--encoding PCM_ENCODING_INT_24|PCM_ENCODING_PACK_32"),
+    error("unknown quality", "--quality good"),
+    error("ratio", "--rate 2048001"),
+    error("--rate", "--rate 0"),
+    error("200 channels", "--rate 9000", input="many.wav"),
+    error("--level", "--level nan"),
+    error("FROM:TO", "--seconds-at 2"),
+    error("ends before it begins", "--seconds-at .5:.4"),
+    error("begins after the end", "--seconds-at 1.1:"),
+    error("not a time", "--seconds-at :1e300"),
+    error("other than the input", "--plot in.wav"),
+    error("other than the input and the output", "--plot out.wav"),
+    error("must be .svg", "--plot p.png"),
+    error("requires --raw", "--channels 2"),
+    error("--input-encoding", "--raw --rate 8000", input="odd.raw"),
+    error("--input-rate", "--raw --input-encoding int8", input="odd.raw"),
+    error("--channels", "--raw --rate 8000 --input-encoding int8 --channels 0", input="odd.raw"),
+    error("not a multiple", "--raw --rate 8000 --input-encoding int16", input="odd.raw"),
+    error("too long", "--raw --rate 8000 --input-encoding int8 --encoding uint8", input="long.raw"),
 ]
 
 
@@ -89,7 +90,7 @@ class Transcode(Test):
     program = ("transcode",)
 
     def bytes_(self, *arguments):
-        """What comes out headerless."""
+        """The output without a header."""
         self.ok(arguments[0], "out.raw", *arguments[1:])
         return read("out.raw")
 
@@ -107,13 +108,12 @@ class Transcode(Test):
             self.ok("in.wav", "out.wav", "--rate", rate, "--level", level, "--plot", "plot.svg")
             picture = read("plot.svg").decode()
             self.assertIn(f"output, {rate} Hz", picture)
-            paths = [re.findall(r"([\d.]+),([\d.]+)", path) for path in re.findall(r"\bd='([^']*)'", picture)]
-            curves = [[(float(x), float(y)) for x, y in path] for path in paths if len(path) > 100]
-            peaks = [min(curve, key=lambda point: point[1]) for curve in curves]
+            drawn = curves(picture)
+            peaks = [min(curve, key=lambda point: point[1]) for curve in drawn]
             in_level, out_level, in_spectrum, out_spectrum = (y for _, y in peaks)
             self.assertAlmostEqual(out_level - in_level, -level * 229 / 106, delta=.5)  # 229 pixels for 106 dB
             self.assertAlmostEqual(out_spectrum - in_spectrum, -level * 265 / 156, delta=.5)
-            for curve, peak, position in (curves[2], peaks[2], 1 / 8), (curves[3], peaks[3], 2000 / rate):
+            for curve, peak, position in (drawn[2], peaks[2], 1 / 8), (drawn[3], peaks[3], 2000 / rate):
                 self.assertAlmostEqual((peak[0] - curve[0][0]) / (curve[-1][0] - curve[0][0]), position, delta=.004)
 
     def test_written_containers(self):
@@ -126,19 +126,19 @@ class Transcode(Test):
                     wanted, out = read("in.raw"), f"{encoding}.{container}"
                     command = f"in.raw {out} {options} {encoding}"
                     if encoding == unsupported:
-                        self.refusals(f"{command} | {container} files do not support {encoding}")
+                        self.check_errors([Error(command, f"{container} files do not support {encoding}")])
                         continue
-                    told = self.ok(*command.split())
-                    self.assertIn("out  128 frames, 0.012 s, 11025 Hz, 2 channels, " + encoding, told)
+                    report = self.ok(*command.split())
+                    self.assertIn("out  128 frames, 0.012 s, 11025 Hz, 2 channels, " + encoding, report)
                     header = re.search(pattern(256 * width), read(out), re.S)
                     write("payload", read(out)[header.end():][:256 * width])
                     self.same(sox(*soxRaw(encoding, order), "payload", *soxRaw("int16"), "-"), wanted)
-                    if container in ("wav", "au") or kind == "signed" and container != "rf64":  # what sox reads well
+                    if container in ("wav", "au") or kind == "signed" and container != "rf64":  # sox reads these
                         self.same(sox(out, *soxRaw("int16", channels=2, rate=11025), "-"), wanted)
 
     def test_read_containers(self):
         cases = [(c, e, o.order) for c, o in CONTAINERS.items() if c != "rf64" for e, (kind, _) in ENCODINGS.items()
-                 if e != o.unsupported and (c != "aiff" or kind == "signed")]  # what sox writes
+                 if e != o.unsupported and (c != "aiff" or kind == "signed")]  # formats that sox writes
         cases += [("wav", e, ">") for e in ("int16", "float32")]
         write("codes", self.random.randbytes(12000))
         for container, encoding, order in cases:
@@ -238,7 +238,7 @@ class Transcode(Test):
 
     def test_errors(self):
         sox("-n", "-r", 8000, "-c", 2, "-b", 16, "in.wav", "synth", 1, "sine", 300)
-        write("text", b"This is no recording. " * 50)
+        write("text", b"This is not audio. " * 50)
         write("odd.raw", bytes(5))
         write("long.raw", length=5 << 30)
         sox("-n", "-r", 8000, "-c", 200, "many.wav", "synth", .01, "sine", 300)
@@ -246,8 +246,7 @@ class Transcode(Test):
         os.symlink("/dev/full", "full.wav")
         write("out.wav", b"precious")
         os.chmod("out.wav", 0o640)
-        for case in ERRORS:
-            self.refusals(f"{case.input} {case.output} {case.options} | {case.message}")
+        self.check_errors(ERRORS)
         done = self.run_("in.wav", "out.wav", preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (99, 99)))
         self.assertEqual((done.returncode, read("out.wav")), (1, b"precious"))
         self.assertIn("cannot write out.wav: File too large", done.stderr)
@@ -258,7 +257,7 @@ class Transcode(Test):
 
     def test_long_stream(self):
         write("long.raw", length=400 << 20)
-        out, err = self.frugal(64, "transcode", "long.raw", "/dev/null", *RAW, "int16", "--channels", "4",
+        out, err = self.run_within(64, "transcode", "long.raw", "/dev/null", *RAW, "int16", "--channels", "4",
                                "--input-rate", "48000", "--rate", "24000", "--quality", "hold", "--progress")
         self.assertIn("out  26214400 frames", out)
         self.assertRegex(err, r"^\r +0\.\d %  \d+:\d\d left  peak -200\.00 dB[^\n]*100\.0 %  0:00 left[^\n]*\n$")

@@ -1,5 +1,5 @@
-// The host programs on whatever files and options there may be: they do their work or say why not, and leave either a
-// whole output or what stood there before.
+// Runs an example program with arbitrary files and options. It must succeed or print an error, and leave either a
+// complete output file or the previous one.
 
 #include "../choices.h"
 #include "output_file.h"
@@ -18,7 +18,7 @@
 int program( int argc, char **argv );
 
 extern "C" const char *__asan_default_options() { return "allocator_may_return_null=1"; }
-extern "C" const char *__lsan_default_suppressions() { return "leak:libsndfile\n"; } // another library's
+extern "C" const char *__lsan_default_suppressions() { return "leak:libsndfile\n"; } // in another library
 
 namespace {
 
@@ -28,12 +28,12 @@ using Texts = std::vector<std::string>;
 enum Program { transcode = 1, mix = 2, response = 4, raw = 8 };
 
 fs::path folder;
-int words, saidOut, saidErr; // where words go that are ours, and those of the program
+int messages, programOut, programErr; // file descriptors
 
-void need( bool good, const std::string &text )
+void need( bool holds, const std::string &text )
 {
-    if ( good ) return;
-    dprintf( words, "%s\n", text.c_str() );
+    if ( holds ) return;
+    dprintf( messages, "%s\n", text.c_str() );
     std::abort();
 }
 
@@ -46,7 +46,7 @@ std::string load( const fs::path &path )
     return text.str();
 }
 
-// Each may be left out, have one of these values, or any text.
+// An option is left out, or has one of these values or any text.
 const struct {
     int programs;
     std::string name;
@@ -84,7 +84,7 @@ void addOptions( test::FuzzInput &in, Texts &args, int programs )
     }
 }
 
-// Makes the program's arguments and, of the rest of the bytes, its files; returns the output's name.
+// Creates the arguments, and input files from the rest of the bytes. Returns the name of the output file.
 std::string arguments( test::FuzzInput &in, Texts &args )
 {
     static const char *const containers[] = { "wav", "au", "aif", "w64", "rf64", "caf", "raw", "none" };
@@ -115,14 +115,14 @@ std::string arguments( test::FuzzInput &in, Texts &args )
     return output;
 }
 
-std::string said( int file )
+std::string takeText( int file )
 {
     std::string text = load( "/proc/self/fd/" + std::to_string( file ) );
-    need( !ftruncate( file, 0 ) && !lseek( file, 0, SEEK_SET ), "cannot empty what the program said" );
+    need( !ftruncate( file, 0 ) && !lseek( file, 0, SEEK_SET ), "cannot truncate" );
     return text;
 }
 
-/// Runs the program as a process would, but in this one, and with files of 1 MiB at most.
+/// Calls the main function of the program, with files of at most 1 MiB.
 int run( Texts args )
 {
     std::vector<char *> argv;
@@ -133,7 +133,7 @@ int run( Texts args )
     getrlimit( RLIMIT_FSIZE, &limit );
     const rlimit little = { 1 << 20, limit.rlim_max };
     setrlimit( RLIMIT_FSIZE, &little );
-    dup2( saidOut, 1 ), dup2( saidErr, 2 );
+    dup2( programOut, 1 ), dup2( programErr, 2 );
     const int status = program( int( args.size() ), argv.data() );
     std::fflush( stdout );
     dup2( ours[0], 1 ), dup2( ours[1], 2 );
@@ -142,36 +142,35 @@ int run( Texts args )
     return status;
 }
 
-/// What a program reports of its output is there.
+/// Checks that the output file is what the program reported.
 void needWhole( const std::string &output, const Texts &args, const std::string &report )
 {
     std::string container = output.substr( output.find( '.' ) + 1 );
     for ( const std::string &arg : args )
         if ( arg.starts_with( "--container=" ) ) container = host::lower( arg.substr( arg.find( '=' ) + 1 ) );
     const std::string content = load( folder / output );
-    if ( PROGRAM == response ) return need( content.ends_with( "unset multiplot\n" ), "half a script" );
+    if ( PROGRAM == response ) return need( content.ends_with( "unset multiplot\n" ), "incomplete script" );
     long long frames = -1;
     size_t line = report.find( "\nout " );
     need( line != report.npos && std::sscanf( &report[line], "\nout %lld", &frames ) == 1, "no report:\n" + report );
-    if ( container == "raw" ) return need( content.empty() == !frames, "no bytes for frames:\n" + report );
+    if ( container == "raw" ) return need( content.empty() == !frames, "no samples:\n" + report );
     SF_INFO info = {};
     SNDFILE *sound = sf_open( ( folder / output ).c_str(), SFM_READ, &info );
     sf_close( sound );
-    // libsndfile counts the byte that makes an AIFF file even, which can be a frame.
+    // libsndfile counts the padding byte of an AIFF file, which can be a frame.
     const bool aiff = ( info.format & SF_FORMAT_TYPEMASK ) == SF_FORMAT_AIFF,
                more = aiff && info.frames == frames + 1;
-    need(
-        sound && ( info.frames == frames || ( more && frames % 2 ) ), "not as many frames as reported:\n" + report );
+    need( sound && ( info.frames == frames || ( more && frames % 2 ) ), "wrong number of frames:\n" + report );
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerInitialize( int *, char *** )
 {
-    words = dup( 2 );
-    __sanitizer_set_report_fd( reinterpret_cast<void *>( intptr_t{ words } ) );
-    saidOut = memfd_create( "out", MFD_CLOEXEC );
-    saidErr = memfd_create( "err", MFD_CLOEXEC );
+    messages = dup( 2 );
+    __sanitizer_set_report_fd( reinterpret_cast<void *>( intptr_t{ messages } ) );
+    programOut = memfd_create( "out", MFD_CLOEXEC );
+    programErr = memfd_create( "err", MFD_CLOEXEC );
     std::string name = fs::temp_directory_path() / "pcm-fuzz-XXXXXX";
     need( mkdtemp( name.data() ), "no folder for files" );
     folder = name;
@@ -184,19 +183,19 @@ extern "C" int LLVMFuzzerTestOneInput( const uint8_t *data, size_t size )
 {
     test::FuzzInput in( data, size );
     Texts args = { "program" };
-    const bool stood = in.upTo( 1 );
-    const std::string output = arguments( in, args ), before = "what stood there";
-    if ( stood ) store( output, before );
+    const bool existed = in.upTo( 1 );
+    const std::string output = arguments( in, args ), before = "previous content";
+    if ( existed ) store( output, before );
     std::string call;
-    for ( auto &arg : args ) call += " '" + arg + "'";
+    for ( auto &arg : args ) call.append( " '" ).append( arg ).append( "'" );
 
     const int status = run( args );
-    const std::string report = said( saidOut ), complaint = said( saidErr );
+    const std::string report = takeText( programOut ), error = takeText( programErr );
     need( status == 0 || status == 1, call + ": status " + std::to_string( status ) );
     if ( status ) {
-        need( complaint.find( ": " ) != complaint.npos, call + ": fails without a word" );
-        need( fs::exists( folder / output ) == stood, call + ": fails, and the output has come or gone" );
-        need( !stood || load( folder / output ) == before, call + ": fails, and the output has changed" );
+        need( error.find( ": " ) != error.npos, call + ": no error message" );
+        need( fs::exists( folder / output ) == existed, call + ": fails, but created or removed the output" );
+        need( !existed || load( folder / output ) == before, call + ": fails, but changed the output" );
     } else
         needWhole( output, args, report );
     for ( auto &entry : fs::directory_iterator( folder ) ) {

@@ -10,7 +10,7 @@ import types
 from pathlib import Path
 from typing import Any, Callable, TypeVar
 
-import cffi  # type: ignore[import]
+import cffi
 import numpy as np
 import numpy.typing as npt
 
