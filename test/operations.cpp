@@ -911,7 +911,7 @@ void addSignals()
     add( "gain", 100, 300, runGain );
     add( "platform/decibels", 2000, 5000, runDecibels );
     for ( int kind : { 0, 1, 2 } )
-        add( "platform/tones " + std::to_string( kind ), 40, 300,
+        add( "tones " + std::to_string( kind ), 40, 300,
             [=]( Results &out, Choices &in ) { runTones( kind, out, in ); } );
     add( "silence", 1, 1, []( Results &out, Choices & ) {
         Samples block( 3, 1 );

@@ -60,7 +60,7 @@ const std::vector<Operation> &all();
 
 /// Compares the library with golden.txt and prints a line for each operation, or only for those that differ. Returns
 /// the number of differences, not counting operations that depend on the platform. Operations named "platform/..."
-/// use `sin`, `log10`, `pow` or libsamplerate: they may differ from the file, but not from their models.
+/// use `log10`, `pow` or libsamplerate: they may differ from the file, but not from their models.
 int compareWithGolden( const std::string &path, bool printAll );
 
 /// The lines of golden.txt, from the models alone.

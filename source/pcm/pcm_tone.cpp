@@ -2,6 +2,7 @@
 
 #include "pcm_generate.hh"
 #include "pcm_module.h"
+#include "pcm_sine.hh"
 
 #include "kit/kit_ref.hh"
 
@@ -41,9 +42,11 @@ template <class Op> static void generate( PCM_TONE *tone, PCM_SAMPLE *dest, int6
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( samples == 0 || dest );
     double position = tone->position;
-    for ( int64_t i = 0; i < samples; ++i ) {
-        op( dest[i], PCM_SAMPLE( std::sin( tone->radiansPerFrame * position ) ) );
-        position += 1.0;
+    for ( int64_t done = 0; done < samples; done += pcm::sineTile ) {
+        PCM_SAMPLE sines[pcm::sineTile];
+        const int64_t n = kitIntMin( samples - done, pcm::sineTile );
+        position = pcm::makeSines( sines, tone->radiansPerFrame, position, n );
+        for ( int64_t i = 0; i < n; ++i ) op( dest[done + i], sines[i] );
     }
     tone->position = position;
     if ( samples ) wrap( tone );

@@ -6,7 +6,9 @@
  *
  * A tone begins at phase 0, and each call continues at the phase where the previous call stopped. The phase is
  * `2 pi / period x position`. The position counts frames, and whole periods are subtracted from it at the end of each
- * call. Samples are results of the platform's `sin` in double precision, converted to 32-bit floats.
+ * call. A sample is the sine of the phase, rounded to a double and then to a 32-bit float. Its bits are the same on
+ * every processor unless a single call generates more than 160,000 periods: phases above 2^20 use the platform's
+ * `sin`.
  *
  * A tone is not copy-on-write: it changes in place for all holders. Use it from only one thread at a time. Null, a
  * period, rate or frequency that is not above 0, a negative count and a null block with samples to write end the
