@@ -3,6 +3,7 @@
 
 // The groups of jobs. Each function registers its group, and only `main` calls it.
 
+void addChannels();
 void addConversions();
 void addKernels();
 void addFilters();

@@ -1,6 +1,6 @@
 #include "pcm_frames.h"
 
-#include "pcm_samples_stdc.h"
+#include "pcm_frame_kernels.hh"
 
 #include "kit/kit_ref.hh"
 
@@ -26,11 +26,7 @@ void pcmFramesExtend( PCM_PACKET **pkt, int64_t mult )
     int64_t destFrames = sourceFrames * mult;
     KIT_CHECK( KIT_INT_MUL_OK( destFrames, sourceChannels ) );
     PCM_SAMPLE *dest = replaceBlock( pkt, sourceChannels, destFrames );
-    for ( int64_t i = 0; i < sourceFrames; ++i ) {
-        PCM_SAMPLE *frame = dest + i * mult * sourceChannels;
-        pcm___SamplesCopy( frame, source + i * sourceChannels, sourceChannels );
-        pcm___SamplesZero( frame + sourceChannels, ( mult - 1 ) * sourceChannels );
-    }
+    pcm::resizeFrames( dest, mult * sourceChannels, source, sourceChannels, sourceFrames );
 }
 
 void pcmFramesReduce( PCM_PACKET **pkt, int64_t div )
@@ -47,6 +43,5 @@ void pcmFramesReduce( PCM_PACKET **pkt, int64_t div )
     int64_t destFrames = sourceFrames / div;
     KIT_CHECK( KIT_INT_MUL_OK( destFrames, sourceChannels ) );
     PCM_SAMPLE *dest = replaceBlock( pkt, sourceChannels, destFrames );
-    for ( int64_t i = 0; i < destFrames; ++i )
-        pcm___SamplesCopy( dest + i * sourceChannels, source + i * div * sourceChannels, sourceChannels );
+    pcm::resizeFrames( dest, sourceChannels, source, div * sourceChannels, destFrames );
 }

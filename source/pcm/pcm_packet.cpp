@@ -1,6 +1,7 @@
 #include "pcm_packet.h"
 
 #include "pcm_convert.h"
+#include "pcm_frame_kernels.hh"
 #include "pcm_module.h"
 #include "pcm_samples_stdc.h"
 #include "pcm_slot.hh"
@@ -163,12 +164,7 @@ void pcmPacketSetChannels( PCM_PACKET **pkt, int64_t channels )
     int64_t frames = ( *pkt )->frames, oldChannels = ( *pkt )->channels;
     if ( channels == oldChannels ) return;
     PCM_SAMPLE *block = frames ? allocate( frames, channels ) : nullptr;
-    for ( int64_t c = 0; block && c < channels; ++c ) {
-        if ( c < oldChannels )
-            pcm___SamplesChannelCopy( block, c, channels, ( *pkt )->backing, c, oldChannels, frames );
-        else
-            pcm___SamplesChannelZero( block, c, channels, frames );
-    }
+    pcm::resizeFrames( block, channels, ( *pkt )->backing, oldChannels, frames );
     if ( kit::isShared( *pkt ) ) kit::replace( pkt, create( channels ) );
     kitMemFree( ( *pkt )->backing );
     ( *pkt )->channels = channels;
@@ -482,9 +478,13 @@ void pcmPacketWriteChannelsSamples( PCM_PACKET **pkt, int64_t destChannelOffset,
     KIT_CHECK( frames >= 0 );
     if ( !channels || !frames ) return;
     kit::makePrivate( pkt, pcmPacketCreateFrom );
-    for ( int64_t c = 0; c < channels; ++c )
-        pcm___SamplesChannelCopy( at( *pkt, destFrameOffset ), destChannelOffset + c, ( *pkt )->channels,
-            source + sourceFrameOffset * sourceChannelCount, sourceChannelOffset + c, sourceChannelCount, frames );
+    const int64_t destChannels = ( *pkt )->channels;
+    PCM_SAMPLE *dest = at( *pkt, destFrameOffset ) + destChannelOffset;
+    source += sourceFrameOffset * sourceChannelCount + sourceChannelOffset;
+    if ( dest + frames * destChannels <= source || source + frames * sourceChannelCount <= dest )
+        return pcm::copyChannels( dest, destChannels, source, sourceChannelCount, channels, frames );
+    for ( int64_t c = 0; c < channels; ++c ) // the blocks may overlap
+        pcm___SamplesChannelCopy( dest, c, destChannels, source, c, sourceChannelCount, frames );
 }
 
 // Creates a packet of as many frames as the source, for the caller to fill.
@@ -500,11 +500,7 @@ PCM_PACKET *pcmPacketCreateFromWithChannels( PCM_PACKET *source, int64_t channel
     KIT_CHECK( channels > 0 );
     if ( channels == source->channels ) return kit::retain( source );
     PCM_PACKET *pkt = createUnwritten( source, channels );
-    for ( int64_t f = 0; f < source->frames; ++f ) {
-        PCM_SAMPLE sum = 0;
-        for ( int64_t c = 0; c < source->channels; ++c ) sum += at( source, f )[c];
-        for ( int64_t c = 0; c < channels; ++c ) at( pkt, f )[c] = sum;
-    }
+    pcm::mixFrames( pkt->backing, channels, source->backing, source->channels, false, 1, source->frames );
     return pkt;
 }
 
@@ -515,14 +511,9 @@ PCM_PACKET *pcmPacketCreateFromWithChannelMask( PCM_PACKET *source, uint64_t cha
     int64_t channels = kitIntBitCount( channelMask );
     if ( channels == source->channels ) return kit::retain( source );
     PCM_PACKET *pkt = createUnwritten( source, channels );
-    int64_t selected[64], count = 0;
-    for ( int64_t c = 0; c < kitIntMin( source->channels, 64 ); ++c )
-        if ( channelMask >> c & 1 ) selected[count++] = c;
-    for ( int64_t f = 0; f < source->frames; ++f ) {
-        PCM_SAMPLE *dest = at( pkt, f ), *frame = at( source, f );
-        for ( int64_t i = 0; i < count; ++i ) std::memcpy( dest + i, frame + selected[i], sizeof *dest );
-        for ( int64_t i = count; i < channels; ++i ) dest[i] = 0;
-    }
+    const int64_t selectable = kitIntMin( source->channels, 64 );
+    if ( selectable < 64 ) channelMask &= ( uint64_t{ 1 } << selectable ) - 1;
+    pcm::selectChannels( pkt->backing, channels, source->backing, source->channels, channelMask, source->frames );
     return pkt;
 }
 
