@@ -6,12 +6,34 @@
 
 #include <cstring> // std::memcpy
 
+// Sets each sample of dest to `op( dest sample, source sample )`: four vectors at a time, because compilers unroll a
+// plain loop less, then single vectors and samples. All samples of a step are loaded before any is stored.
+template <class Op> static void eachVector( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples, Op op )
+{
+    using namespace pcm;
+    int64_t done = 0;
+    auto step = [&]<int count>( std::integral_constant<int, count> ) {
+        Samples made[count];
+        unrolled<count>( [&]( int r ) {
+            const int64_t at = done + r * lanes;
+            made[r] = op( loadAs<Samples>( dest + at ), loadAs<Samples>( source + at ) );
+        } );
+        unrolled<count>( [&]( int r ) { storeAs( dest + done + r * lanes, made[r] ); } );
+        done += count * lanes;
+    };
+    while ( samples - done >= 4 * lanes ) step( std::integral_constant<int, 4>() );
+    while ( samples - done >= lanes ) step( std::integral_constant<int, 1>() );
+    for ( ; done < samples; ++done ) dest[done] = op( dest[done], source[done] );
+}
+
 template <class Op> static void each( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples, Op op )
 {
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( dest || !samples );
     KIT_CHECK( source || !samples );
-    for ( int64_t i = 0; i < samples; ++i ) op( dest[i], source[i] );
+    // If dest begins inside the source block, each result is also the input of a later step.
+    if ( dest <= source || dest >= source + samples ) return eachVector( dest, source, samples, op );
+    for ( int64_t i = 0; i < samples; ++i ) dest[i] = op( dest[i], source[i] );
 }
 
 template <class Op>
@@ -42,6 +64,8 @@ static void eachFrame( PCM_SAMPLE *dest, int64_t destChannel, int64_t destChanne
         op( dest[f * destChannels + destChannel], source[f * sourceChannels + sourceChannel] );
 }
 
+static constexpr auto sum = []( auto d, auto s ) { return d + s; };
+static constexpr auto product = []( auto d, auto s ) { return d * s; };
 static constexpr auto add = []( PCM_SAMPLE &d, const PCM_SAMPLE &s ) { d += s; };
 static constexpr auto mul = []( PCM_SAMPLE &d, const PCM_SAMPLE &s ) { d *= s; };
 static constexpr auto copy = []( PCM_SAMPLE &d, const PCM_SAMPLE &s ) { std::memcpy( &d, &s, sizeof d ); };
@@ -65,12 +89,12 @@ void pcm___SamplesMove( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samp
 
 void pcm___SamplesAdd( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples )
 {
-    each( dest, source, samples, add );
+    each( dest, source, samples, sum );
 }
 
 void pcm___SamplesMul( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples )
 {
-    each( dest, source, samples, mul );
+    each( dest, source, samples, product );
 }
 
 void pcm___SamplesScale( PCM_SAMPLE *dest, int64_t samples, double scale )
@@ -78,15 +102,7 @@ void pcm___SamplesScale( PCM_SAMPLE *dest, int64_t samples, double scale )
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( dest || !samples );
     auto factor = PCM_SAMPLE( scale );
-    constexpr int64_t tile = 4 * pcm::lanes; // four vectors at a time; compilers unroll a plain loop less
-    int64_t done = 0;
-    for ( ; samples - done >= tile; done += tile ) {
-        PCM_SAMPLE *at = dest + done;
-        pcm::Samples scaled[4];
-        pcm::unrolled<4>( [&]( int r ) { scaled[r] = pcm::loadAs<pcm::Samples>( at + r * pcm::lanes ) * factor; } );
-        pcm::unrolled<4>( [&]( int r ) { pcm::storeAs( at + r * pcm::lanes, scaled[r] ); } );
-    }
-    for ( ; done < samples; ++done ) dest[done] *= factor;
+    eachVector( dest, dest, samples, [factor]( auto d, auto ) { return d * factor; } );
 }
 
 void pcm___SamplesChannelZero( PCM_SAMPLE *dest, int64_t destChannel, int64_t destChannels, int64_t frames )
