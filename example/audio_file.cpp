@@ -3,6 +3,10 @@
 #include <bit>
 #include <cerrno>
 #include <climits>
+#include <cstring>
+#include <optional>
+#include <regex>
+#include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -72,6 +76,8 @@ static SF_INFO sndfileInfo( const Container &container, const AudioFormat &forma
     info.samplerate = int( format.rate );
     info.channels = int( format.channels );
     info.format = container.majorFormat | sndfileSubtype( format.encoding );
+    // libsndfile writes big-endian floats to AIFF files, but only if no byte order is requested.
+    if ( info.format == ( SF_FORMAT_AIFF | SF_FORMAT_FLOAT | SF_ENDIAN_BIG ) ) info.format &= ~SF_FORMAT_ENDMASK;
     return info;
 }
 
@@ -195,7 +201,7 @@ int64_t AudioReader::openFile()
 {
     // Opening a pipe would block.
     if ( isSpecialFile( path ) ) fail( "cannot open " + path + ": not a regular file" );
-    file.reset( std::fopen( path.c_str(), "rb" ) );
+    file.reset( std::fopen( path.c_str(), "rbe" ) );
     struct stat info;
     if ( !file || fstat( fileno( file.get() ), &info ) ) failWithErrno( "cannot open " + path, errno );
     if ( !S_ISREG( info.st_mode ) ) fail( "cannot open " + path + ": not a regular file" );
@@ -213,16 +219,62 @@ AudioReader::AudioReader( const std::string &path ) : path( path )
     readHeader( info );
 }
 
+// Returns the number of frames in the COMM chunk of an AIFF file. libsndfile (1.2.0) counts the padding byte after an
+// odd number of bytes as a sample.
+static std::optional<int64_t> aiffFrames( std::FILE *file )
+{
+    const off_t position = ftello( file );
+    std::optional<int64_t> frames;
+    uint8_t chunk[14];
+    for ( off_t at = 12;
+          !frames && !fseeko( file, at, SEEK_SET ) && std::fread( chunk, sizeof chunk, 1, file ) == 1; ) {
+        const auto number = [&]( int first ) {
+            return int64_t{ chunk[first] } << 24 | chunk[first + 1] << 16 | chunk[first + 2] << 8 | chunk[first + 3];
+        };
+        if ( !std::memcmp( chunk, "COMM", 4 ) ) frames = number( 10 );
+        at += 8 + number( 4 ) + number( 4 ) % 2;
+    }
+    std::clearerr( file );
+    fseeko( file, position, SEEK_SET );
+    return frames;
+}
+
 void AudioReader::readHeader( const SF_INFO &info )
 {
     if ( info.samplerate < 1 || info.samplerate > maxRate || info.channels < 1 || info.channels > maxChannels )
         fail( "cannot read " + path + ": unsupported sample rate or number of channels: " +
               std::to_string( info.samplerate ) + " Hz, " + std::to_string( info.channels ) + " channel(s)" );
     fileFormat = { rawEncoding( info.format ), info.samplerate, info.channels };
+    frameCount = info.frames;
+    if ( ( info.format & SF_FORMAT_TYPEMASK ) == SF_FORMAT_AIFF )
+        frameCount = std::min( frameCount, aiffFrames( file.get() ).value_or( frameCount ) );
     nearest = fileFormat.encoding ? fileFormat.encoding : closestEncoding( info.format );
     if ( fileFormat.encoding ) fileFormat.encoding |= rawByteOrder( sndfile.get(), fileFormat.encoding );
     description = fileFormat.encoding ? encodingName( fileFormat.encoding ) : formatDescription( info.format );
-    frameCount = info.frames;
+}
+
+void AudioReader::checkLength( bool strict ) const
+{
+    if ( !sndfile || !fileFormat.encoding ) return;
+    // libsndfile corrects the size of the audio data, but its log contains the one in the header.
+    char log[16384] = {};
+    sf_command( sndfile.get(), SFC_GET_LOG_INFO, log, sizeof log );
+    static const std::regex line( R"((?:^|\n) *(data|SSND|Data Size|Data size) *: (\d{1,18})\b)" );
+    std::cmatch found;
+    constexpr int64_t unknown = 0x7FFFF000; // programs that write to a pipe use this size or a larger one
+    const int64_t bytes = std::regex_search( log, found, line ) ? std::stoll( found[2] ) : 0;
+    SF_INFO info = {};
+    sf_command( sndfile.get(), SFC_GET_CURRENT_SF_INFO, &info, sizeof info );
+    const int type = info.format & SF_FORMAT_TYPEMASK; // some sizes include a part of the header
+    const int64_t header = type == SF_FORMAT_W64 ? 24 : type == SF_FORMAT_AIFF ? 8 : type == SF_FORMAT_CAF ? 4 : 0;
+    const int64_t padding = type == SF_FORMAT_W64 ? 7 : 0,
+                  size = fileFormat.encoding.sizeofFrame( fileFormat.channels );
+    const int64_t promised = ( bytes - header ) / size;
+    if ( bytes >= unknown || ( bytes - header - padding ) / size <= frameCount ) return;
+    const std::string message = path + " is truncated: its header promises " + std::to_string( promised ) +
+                                " frames, but it contains " + std::to_string( frameCount );
+    if ( strict ) fail( message );
+    warn( message );
 }
 
 AudioReader::AudioReader( const std::string &path, const AudioFormat &format )
@@ -317,12 +369,47 @@ void AudioWriter::write( const pcm::Buffer &bytes )
     bytesWritten += length;
 }
 
+// Overwrites bytes of a header.
+static bool patch( std::FILE *file, size_t position, const std::string &bytes )
+{
+    return !fseeko( file, off_t( position ), SEEK_SET ) && std::fwrite( bytes.data(), bytes.size(), 1, file ) == 1;
+}
+
+static std::string bigEndian32( int64_t number )
+{
+    return { char( number >> 24 ), char( number >> 16 ), char( number >> 8 ), char( number ) };
+}
+
+// Corrects two faults of libsndfile (1.2.0). It writes a PEAK chunk to RF64 files of floats even if it is told not
+// to. The chunk contains the time of day and no peak, because libsndfile sees only encoded bytes; it becomes a chunk
+// that readers ignore. In AIFF files with an odd number of bytes, libsndfile counts the padding byte as a sample.
+bool AudioWriter::correctHeader()
+{
+    std::FILE *file = output.file();
+    char bytes[512];
+    if ( isSpecialFile( output.path() ) ) return true;
+    if ( fseeko( file, 0, SEEK_SET ) ) return false;
+    const std::string_view header( bytes, std::fread( bytes, 1, sizeof bytes, file ) );
+    const size_t peak = header.find( "PEAK" ), comm = header.find( "COMM" ), ssnd = header.find( "SSND" );
+    if ( container.majorFormat == SF_FORMAT_RF64 && peak < header.find( "data" ) )
+        return patch( file, peak, "JUNK" ) &&
+               patch( file, peak + 8, std::string( uint8_t( bytes[peak + 4] ), '\0' ) );
+    if ( container.majorFormat == SF_FORMAT_AIFF && bytesWritten % 2 && comm < ssnd && ssnd < header.size() )
+        return patch( file, comm + 10, bigEndian32( bytesWritten / fileFormat.channels ) ) &&
+               patch( file, ssnd + 4, bigEndian32( 8 + bytesWritten ) );
+    return true;
+}
+
 void AudioWriter::finish()
 {
     if ( sndfile ) {
+        // libsndfile computes sizes from the length of the file before it writes the header. Without samples, the
+        // file is still empty then, and the sizes of the first header are wrong.
+        for ( int i = 0; i < 2 && !bytesWritten; ++i ) sf_command( sndfile.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0 );
         int error = sf_close( sndfile.release() );
         if ( io.error ) output.failWriting( io.error );
         if ( error ) fail( "cannot write " + output.path() + ": " + sf_error_number( error ) );
+        if ( !correctHeader() ) output.failWriting( errno );
     }
     output.commit();
 }

@@ -63,6 +63,9 @@ public:
     /// The number of frames, or the largest int64_t if a damaged file does not specify it.
     int64_t frames() const { return frameCount; }
 
+    /// Warns if the header promises more frames than the file contains, or fails if `strict` is set.
+    void checkLength( bool strict ) const;
+
     /// The encoding that is closest to that of the file, without a byte order. For headerless files, the encoding
     /// itself.
     pcm::Encoding nearestEncoding() const { return nearest; }
@@ -112,6 +115,7 @@ public:
 
 private:
     void check( bool success );
+    bool correctHeader();
 
     const Container &container;
     AudioFormat fileFormat;

@@ -15,6 +15,7 @@ static pid_t startGnuplot( int input, int output )
     posix_spawn_file_actions_init( &actions );
     posix_spawn_file_actions_adddup2( &actions, input, STDIN_FILENO );
     posix_spawn_file_actions_adddup2( &actions, output, STDOUT_FILENO );
+    posix_spawn_file_actions_addclosefrom_np( &actions, STDERR_FILENO + 1 );
     char program[] = "gnuplot", option[] = "--default-settings", *arguments[] = { program, option, nullptr };
     pid_t child;
     int error = posix_spawnp( &child, program, &actions, nullptr, arguments, environ );

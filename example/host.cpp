@@ -7,8 +7,11 @@
 #include <cmath>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace host {
 
@@ -25,7 +28,7 @@ static void installSignalHandlers()
 {
     struct sigaction action = {};
     action.sa_handler = recordSignal;
-    for ( int number : { SIGINT, SIGTERM, SIGHUP } ) {
+    for ( int number : { SIGINT, SIGTERM, SIGHUP, SIGPIPE } ) {
         struct sigaction previous;
         sigaction( number, nullptr, &previous );
         if ( previous.sa_handler != SIG_IGN ) sigaction( number, &action, nullptr );
@@ -33,10 +36,29 @@ static void installSignalHandlers()
     std::signal( SIGXFSZ, SIG_IGN ); // report the file size limit as a write error
 }
 
-static void printError( const CLI::App &app, const char *message )
+// A file that is opened must not get the number of a standard stream that the caller has closed.
+static void openStandardStreams()
 {
-    std::fprintf( stderr, "%s: %s\n", app.get_name().c_str(), message );
+    for ( int number : { STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO } )
+        if ( fcntl( number, F_GETFD ) < 0 && open( "/dev/null", O_RDWR ) != number ) std::abort();
 }
+
+// CLI11 treats an option with an empty value like one that is not given.
+static void checkEmptyArguments( int argc, char **argv )
+{
+    for ( int i = 1; i < argc; ++i ) {
+        const std::string argument = argv[i];
+        if ( argument.empty() ) fail( "argument " + std::to_string( i ) + " is empty" );
+        if ( argument.starts_with( "--" ) && argument.find( '=' ) == argument.size() - 1 )
+            fail( argument.substr( 0, argument.size() - 1 ) + ": the value is empty" );
+    }
+}
+
+static std::string programName;
+
+static void printError( const char *message ) { std::fprintf( stderr, "%s: %s\n", programName.c_str(), message ); }
+
+void warn( const std::string &message ) { printError( ( "warning: " + message ).c_str() ); }
 
 void fail( const std::string &message )
 {
@@ -52,7 +74,7 @@ void stopIfInterrupted()
 }
 
 // Returns the exit status.
-static int runTask( const CLI::App &app, const std::function<void()> &task )
+static int runTask( const std::function<void()> &task )
 {
     try {
         task();
@@ -60,7 +82,7 @@ static int runTask( const CLI::App &app, const std::function<void()> &task )
         return 0;
     } catch ( const Interrupted & ) {
     } catch ( const std::exception &error ) {
-        printError( app, error.what() );
+        printError( error.what() );
     }
     return 1;
 }
@@ -77,14 +99,17 @@ int run( CLI::App &app, int argc, char **argv, const std::function<void()> &task
     app.set_version_flag( "--version", app.get_name() + " " + version() );
     app.footer( app.get_footer() + "\n\nExit status: 0 if successful, 1 for any failure, with a message on standard "
                                    "error. A program that is\ninterrupted by a signal terminates by that signal." );
+    openStandardStreams();
+    programName = app.get_name();
     try {
+        checkEmptyArguments( argc, argv );
         app.parse( argc, argv );
     } catch ( const CLI::Success &request ) {
         return app.exit( request ); // --help, --version
     } catch ( const std::exception &error ) {
         // CLI11 does not catch the std::out_of_range of a flag whose value is too large.
         bool isRangeError = dynamic_cast<const std::out_of_range *>( &error );
-        printError( app, isRangeError ? "the value of an option is out of range" : error.what() );
+        printError( isRangeError ? "the value of an option is out of range" : error.what() );
         std::fprintf( stderr, "Try %s --help.\n", app.get_name().c_str() );
         return 1;
     }
@@ -93,10 +118,10 @@ int run( CLI::App &app, int argc, char **argv, const std::function<void()> &task
     int status;
     {
         pcm::Module module;
-        status = runTask( app, task );
+        status = runTask( task );
     }
     if ( kit___ObjDbgLiveObjects() != liveObjects ) { // only debug builds of the library count objects
-        printError( app, "internal error: library objects were not released" );
+        printError( "internal error: library objects were not released" );
         status = 1;
     }
     if ( receivedSignal ) { // terminate by the signal so that the parent process sees the cause

@@ -21,6 +21,9 @@ namespace host {
 /// Like `fail`, with the text of an errno value: "cannot write out.wav: No space left on device".
 [[noreturn]] void failWithErrno( const std::string &message, int error );
 
+/// Prints "program: warning: message" to standard error.
+void warn( const std::string &message );
+
 /// If a signal has asked the program to stop, aborts its task and discards unfinished output.
 void stopIfInterrupted();
 

@@ -21,6 +21,7 @@ using namespace host;
 struct Options {
     std::string output, encoding = "int16", container, quality = "fast";
     std::vector<std::string> inputs;
+    bool strict = false;
     std::optional<int64_t> rate, channels;
     std::optional<bool> progress;
 };
@@ -51,6 +52,7 @@ static void addOptions( CLI::App &app, Options &options )
     app.add_option( "--encoding", options.encoding, "encoding of the output (default: int16)" );
     app.add_option( "--quality", options.quality,
         "quality of rate conversion: best, medium, fast, hold or linear (default: fast)" );
+    app.add_flag( "--strict", options.strict, "fail if an input is truncated" );
     addProgressOption( app, options.progress, "output" );
 }
 
@@ -154,6 +156,7 @@ static Tracks openTracks( const Options &options )
     Tracks tracks;
     for ( const std::string &input : options.inputs ) {
         tracks.emplace_back( input );
+        tracks.back().source().checkLength( options.strict );
         if ( isSameFile( tracks.back().path(), options.output ) )
             fail( "cannot write " + options.output + ": it is also an input" );
     }

@@ -4,15 +4,30 @@
 #include <cstdlib>
 #include <filesystem>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 namespace host {
 
+// Follows the links of the last component, also those that lead to nothing yet. Returns an absolute path.
+static std::string resolveLinks( std::filesystem::path path )
+{
+    std::error_code error;
+    for ( int links = 0; std::filesystem::is_symlink( path, error ); ++links ) {
+        if ( links == 40 ) failWithErrno( "cannot open " + path.string(), ELOOP );
+        path = path.parent_path() / std::filesystem::read_symlink( path, error );
+    }
+    const std::filesystem::path resolved =
+        std::filesystem::weakly_canonical( std::filesystem::absolute( path ), error );
+    return error ? path.string() : resolved.string();
+}
+
 bool isSameFile( const std::string &path1, const std::string &path2 )
 {
     struct stat info1, info2;
-    return !stat( path1.c_str(), &info1 ) && !stat( path2.c_str(), &info2 ) && info1.st_dev == info2.st_dev &&
-           info1.st_ino == info2.st_ino;
+    const bool exists1 = !stat( path1.c_str(), &info1 ), exists2 = !stat( path2.c_str(), &info2 );
+    if ( exists1 && exists2 ) return info1.st_dev == info2.st_dev && info1.st_ino == info2.st_ino;
+    return !exists1 && !exists2 && !path1.empty() && !path2.empty() && resolveLinks( path1 ) == resolveLinks( path2 );
 }
 
 bool isSpecialFile( const std::string &path )
@@ -21,26 +36,40 @@ bool isSpecialFile( const std::string &path )
     return !stat( path.c_str(), &info ) && !S_ISREG( info.st_mode ) && !S_ISDIR( info.st_mode );
 }
 
-static std::string resolveLinks( const std::string &path )
-{
-    std::error_code error;
-    std::filesystem::path resolved = std::filesystem::canonical( path, error );
-    return error ? path : resolved.string();
-}
-
-OutputFile::OutputFile( const std::string &path ) : requestedPath( path ), targetPath( resolveLinks( path ) )
+// Gives the new file the owner, group, mode and access control list of the old one, as far as the process may. Where
+// it may not, the new file grants no more than the old one.
+static void copyAccess( int file, const std::string &oldPath, const struct stat &old )
 {
     struct stat info;
-    bool exists = !stat( targetPath.c_str(), &info );
+    if ( fchown( file, old.st_uid, old.st_gid ) ) (void)!fchown( file, uid_t( -1 ), old.st_gid );
+    mode_t mode = old.st_mode & 0777;
+    char list[4096];
+    const ssize_t length = getxattr( oldPath.c_str(), "system.posix_acl_access", list, sizeof list );
+    const bool keepsGroup = !fstat( file, &info ) && info.st_gid == old.st_gid;
+    const bool keepsList =
+        length < 0 || ( keepsGroup && !fsetxattr( file, "system.posix_acl_access", list, size_t( length ), 0 ) );
+    if ( !keepsGroup || !keepsList ) mode &= ~mode_t( 070 ) | ( mode & 7 ) << 3;
+    (void)!fchmod( file, mode );
+}
+
+OutputFile::OutputFile( const std::string &path ) : requestedPath( path ), targetPath( path )
+{
+    struct stat info;
+    const bool exists = !stat( path.c_str(), &info );
+    if ( !exists && errno != ENOENT ) failWriting( errno );
     if ( exists && S_ISDIR( info.st_mode ) ) failWriting( EISDIR );
-    if ( exists && access( targetPath.c_str(), W_OK ) ) failWriting( errno );
-    if ( exists && !S_ISREG( info.st_mode ) ) {
-        stream = std::fopen( targetPath.c_str(), "wb" );
+    if ( exists && access( path.c_str(), W_OK ) ) failWriting( errno );
+    const std::string resolved = resolveLinks( path );
+    // A link in /proc can lead to a file that has no name, or another file by now.
+    const bool isNamed = !exists || isSameFile( path, resolved );
+    if ( exists && ( !S_ISREG( info.st_mode ) || !isNamed ) ) {
+        stream = std::fopen( path.c_str(), "wbe" );
         if ( !stream ) failWriting( errno );
         return;
     }
+    targetPath = resolved;
     openTemporary();
-    if ( exists ) (void)!fchmod( fileno( stream ), info.st_mode & 07777 );
+    if ( exists ) copyAccess( fileno( stream ), targetPath, info );
 }
 
 void OutputFile::openTemporary()
@@ -48,7 +77,7 @@ void OutputFile::openTemporary()
     std::filesystem::path directory = std::filesystem::path( targetPath ).parent_path();
     for ( int number = 0; !stream; ++number ) {
         temporaryPath = directory / ( ".unfinished-" + std::to_string( getpid() ) + "-" + std::to_string( number ) );
-        stream = std::fopen( temporaryPath.c_str(), "wbx" );
+        stream = std::fopen( temporaryPath.c_str(), "w+bxe" );
         if ( !stream && errno != EEXIST ) failWriting( errno );
     }
 }

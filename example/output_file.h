@@ -7,7 +7,7 @@
 
 namespace host {
 
-/// Returns whether two paths lead to the same existing file, directly or through links.
+/// Returns whether two paths lead to the same file, directly or through links. The file need not exist.
 bool isSameFile( const std::string &path1, const std::string &path2 );
 
 /// Returns whether a path leads to something that exists and is neither a regular file nor a directory: a device or a
@@ -15,7 +15,7 @@ bool isSameFile( const std::string &path1, const std::string &path2 );
 bool isSpecialFile( const std::string &path );
 
 /// A file that is replaced atomically. Data goes to a temporary file in the same directory. `commit` renames it to
-/// its path; otherwise the destructor deletes it. Devices and pipes are written directly.
+/// its path; otherwise the destructor deletes it. Devices, pipes and sockets are written directly.
 class OutputFile {
 public:
     explicit OutputFile( const std::string &path );

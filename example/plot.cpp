@@ -56,6 +56,7 @@ void Meter::add( const pcm::Packet &pkt )
 
 void Meter::addFrame( double power, double mean )
 {
+    ++frames;
     powerSum += power;
     if ( ++framesInBlock == blockFrames ) {
         blockPowers.push_back( powerSum / double( blockFrames ) );
@@ -84,6 +85,8 @@ void Meter::addSpectrum()
     ++spectrumCount;
     window.erase( window.begin(), window.begin() + windowSize / 2 );
 }
+
+double Meter::seconds() const { return frames ? double( frames ) / double( rate ) : 1; }
 
 std::string Meter::levels() const
 {
@@ -118,7 +121,8 @@ void Plot::draw()
                   "_spectrum << END\n" + meter.spectrum() + "END\n";
     script += "set ylabel 'dB'\nset xlabel 'seconds'\nset yrange [-100:6]\n";
     for ( auto [name, meter] : sides )
-        script += std::string( "set title '" ) + name + ", " + std::to_string( meter.rate ) + " Hz'\nplot $" + name +
+        script += std::string( "set title '" ) + name + ", " + std::to_string( meter.rate ) +
+                  " Hz'\nset xrange [0:" + formatFixed( meter.seconds(), 6 ) + "]\nplot $" + name +
                   "_level using 1:2 with lines lw 1.5 lc rgb '#2060a0'\n";
     script += "unset title\nset xlabel 'hertz'\nset yrange [-150:6]\nset xrange [0:" +
               formatFixed( double( std::max( input.rate, output.rate ) ) / 2, 1 ) + "]\n";

@@ -16,6 +16,9 @@ public:
 
     void add( const pcm::Packet &pkt );
 
+    /// Returns the length of the stream, or 1 if it is empty.
+    double seconds() const;
+
     /// Returns lines of the form "SECONDS DECIBELS".
     std::string levels() const;
 
@@ -35,6 +38,7 @@ private:
     std::vector<double> blockPowers;
     int64_t blockFrames = 128, framesInBlock = 0;
     double powerSum = 0; // of the current block
+    int64_t frames = 0;
 
     std::vector<double> window, binPowers = std::vector<double>( windowSize / 2 + 1 );
     int64_t spectrumCount = 0;

@@ -89,6 +89,7 @@ static PCM_SAMPLE parseTap( const std::string &location, const std::string &text
 
 static Taps readTaps( const std::string &path )
 {
+    if ( isSpecialFile( path ) ) fail( "cannot read " + path + ": not a regular file" ); // opening a pipe would block
     std::error_code error;
     auto size = std::filesystem::file_size( path, error );
     std::ifstream file( path );
@@ -242,6 +243,8 @@ static void measureResponse( Options options )
     if ( spec.cutoff > spec.rate / 2 )
         fail( "--cutoff: " + std::to_string( spec.cutoff ) + " Hz is more than half of the sample rate, which is " +
               std::to_string( spec.rate ) + " Hz" );
+    if ( !options.script.empty() && isSameFile( options.output, options.script ) )
+        fail( "cannot write " + options.script + ": it is also the image" );
     for ( const std::string &path : { options.output, options.script } )
         if ( !options.tapFile.empty() && isSameFile( path, options.tapFile ) )
             fail( "cannot write " + path + ": it is also the tap file" );

@@ -22,6 +22,7 @@ using namespace host;
 struct Options {
     std::string input, output, encoding, inputEncoding, container, range, plot, quality = "fast";
     std::optional<int64_t> rate, inputRate;
+    bool strict = false;
     int64_t channels = 1;
     double level = 0;
     bool raw = false;
@@ -63,6 +64,7 @@ static void addOptions( CLI::App &app, Options &options )
         ->check( CLI::Range( -200.0, 200.0 ) );
     app.add_option( "--seconds-at", options.range,
         "FROM:TO, the part of the input to convert, in seconds; FROM or TO may be omitted" );
+    app.add_flag( "--strict", options.strict, "fail if the input is truncated" );
     CLI::Option *raw = app.add_flag( "--raw", options.raw, "the input has no header" );
     CLI::Option *encoding =
         app.add_option( "--input-encoding", options.inputEncoding, "encoding of headerless input" )->needs( raw );
@@ -223,7 +225,7 @@ static void convert( Transcoder &transcoder, RangeReader source, Progress progre
 
 static void checkPlotPath( const Options &options )
 {
-    if ( isSameFile( options.input, options.plot ) || options.plot == options.output )
+    if ( isSameFile( options.input, options.plot ) || isSameFile( options.plot, options.output ) )
         fail( "cannot write " + options.plot + ": --plot needs a file other than the input and the output" );
     if ( lower( std::filesystem::path( options.plot ).extension() ) != ".svg" )
         fail( "cannot write " + options.plot + ": the extension of a --plot file must be .svg" );
@@ -234,6 +236,7 @@ static void transcode( const Options &options )
     pcm::SrcType quality = parseQuality( options.quality );
     const Container &container = selectContainer( options.output, options.container );
     AudioReader reader = openInput( options );
+    reader.checkLength( options.strict );
     if ( isSameFile( options.input, options.output ) )
         fail( "cannot write " + options.output + ": it is also the input" );
     AudioFormat in = reader.format(), out = outputFormat( options, reader, container );
@@ -257,9 +260,12 @@ static void transcode( const Options &options )
                        double( out.encoding.sizeofFrame( out.channels ) ) );
     convert( transcoder, RangeReader( reader, range, packetFrames( in.rate, out.rate, in.channels ) ),
         Progress( options.progress, total, in.rate ) );
-    if ( transcoder.framesRead() < total )
-        std::fprintf( stderr, "transcode: warning: %s is truncated: %lld frames are missing\n", options.input.c_str(),
-            (long long)( total - transcoder.framesRead() ) );
+    if ( transcoder.framesRead() < total ) {
+        const std::string message = options.input + " is damaged: " + std::to_string( transcoder.framesRead() ) +
+                                    " of " + std::to_string( total ) + " frames can be decoded";
+        if ( options.strict ) fail( message );
+        warn( message );
+    }
     if ( plot ) plot->draw();
     writer.finish();
     if ( plot ) plot->finish();

@@ -52,6 +52,8 @@ ERRORS = [
     Error("response --taps taps out.svg", "needs gnuplot, .* gnuplot-nox"),
     Error("response --taps nil", "nil: No such file"),
     Error("response --taps /dev/zero", "/dev/zero"),
+    Error("response --taps fifo", "fifo: not a regular file"),
+    Error("response LOWPASS_4000_AT_16000 new.svg --script ./new.svg", "it is also the image"),
     Error("response --taps none", "none: it contains no taps"),
     Error("response --taps vast", "limited to 1 MiB"),
     Error("response --taps word", 'word, line 2: "0.5 0.5" is not a valid tap'),
@@ -210,6 +212,7 @@ class Programs(Test):
                            "crowd": "0\n" * 4097, "out.wav": "old"}.items():
             Path(name).write_text(text)
         os.truncate("vast", 1 << 40)
+        os.mkfifo("fifo")
         for name, to in ("soft.wav", "in.wav"), ("full.svg", "/dev/full"):
             os.symlink(to, name)
         self.check_errors(ERRORS)

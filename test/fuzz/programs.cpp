@@ -60,6 +60,7 @@ const struct {
     { transcode, "--level", { "6", "-200", "200", "nan" } },
     { transcode, "--seconds-at", { "0.001:0.01", ":0.5", "1:", "0.01:0.001", "1e9:" } },
     { transcode | mix, "--progress", { "" } },
+    { transcode | mix, "--strict", { "" } },
     { mix | raw, "--channels", { "1", "2", "3", "1024" } },
     { response, "--rate", { "1", "8000", "1000000000" } },
     { response, "--cutoff", { "1", "2000", "500000000" } },
