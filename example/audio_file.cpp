@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <climits>
 #include <cstring>
+#include <fcntl.h>
 #include <optional>
 #include <regex>
 #include <string_view>
@@ -41,6 +42,7 @@ const Container &selectContainer( const std::string &path, const std::string &na
 {
     const Container *found = findContainer( name.empty() ? extension( path ) : lower( name ) );
     if ( !found && name.empty() && isSpecialFile( path ) ) found = findContainer( "raw" );
+    if ( name.empty() && path == standardStream ) found = findContainer( "wav" );
     if ( found ) return *found;
     std::string names;
     for ( const Container &container : containers )
@@ -199,12 +201,21 @@ static std::string formatDescription( int format )
 // Returns the size in bytes.
 int64_t AudioReader::openFile()
 {
-    // Opening a pipe would block.
-    if ( isSpecialFile( path ) ) fail( "cannot open " + path + ": not a regular file" );
-    file.reset( std::fopen( path.c_str(), "rbe" ) );
+    file.reset( path == standardStream ? fdopen( fcntl( STDIN_FILENO, F_DUPFD_CLOEXEC, 3 ), "rb" )
+                                       : std::fopen( path.c_str(), "rbe" ) );
     struct stat info;
     if ( !file || fstat( fileno( file.get() ), &info ) ) failWithErrno( "cannot open " + path, errno );
-    if ( !S_ISREG( info.st_mode ) ) fail( "cannot open " + path + ": not a regular file" );
+    if ( S_ISFIFO( info.st_mode ) || S_ISSOCK( info.st_mode ) ) {
+        // Headers are read with seeks, and the length of headerless input is needed first.
+        FilePtr copy( std::tmpfile(), std::fclose );
+        if ( copy ) copyStream( file.get(), copy.get() );
+        if ( !copy || std::ferror( file.get() ) || std::fflush( copy.get() ) ||
+             std::fseek( copy.get(), 0, SEEK_SET ) )
+            failWithErrno( "cannot read " + path, errno );
+        file = std::move( copy );
+        fstat( fileno( file.get() ), &info );
+    }
+    if ( !S_ISREG( info.st_mode ) ) fail( "cannot open " + path + ": not a regular file or a pipe" );
     return info.st_size;
 }
 
@@ -329,7 +340,8 @@ int64_t AudioReader::skip( int64_t maxFrames )
 }
 
 AudioWriter::AudioWriter( const std::string &path, const Container &container, const AudioFormat &format )
-    : container( container ), fileFormat( format ), output( ( checkFormat( path, container, format ), path ) )
+    : container( container ), fileFormat( format ),
+      output( ( checkFormat( path, container, format ), path ), container.majorFormat != 0 )
 {
     if ( !container.majorFormat ) return;
     io.file = output.file();
@@ -340,7 +352,7 @@ AudioWriter::AudioWriter( const std::string &path, const Container &container, c
     sf_command( sndfile.get(), SFC_SET_ADD_PEAK_CHUNK, nullptr, SF_FALSE );
     // Without the PEAK chunk, the header is shorter. Truncate the file, or the end of the first header would remain
     // after a very short stream. libsndfile writes the header again when it closes the file.
-    if ( std::fflush( io.file ) || ( !isSpecialFile( path ) && ftruncate( fileno( io.file ), 0 ) ) )
+    if ( std::fflush( io.file ) || ( output.isRegular() && ftruncate( fileno( io.file ), 0 ) ) )
         output.failWriting( errno );
     fileFormat.encoding = ( format.encoding & ~byteOrderFlags ) | rawByteOrder( sndfile.get(), format.encoding );
 }
@@ -387,7 +399,7 @@ bool AudioWriter::correctHeader()
 {
     std::FILE *file = output.file();
     char bytes[512];
-    if ( isSpecialFile( output.path() ) ) return true;
+    if ( !output.isRegular() ) return true;
     if ( fseeko( file, 0, SEEK_SET ) ) return false;
     const std::string_view header( bytes, std::fread( bytes, 1, sizeof bytes, file ) );
     const size_t peak = header.find( "PEAK" ), comm = header.find( "COMM" ), ssnd = header.find( "SSND" );

@@ -48,6 +48,8 @@ struct SndfileCloser {
 };
 using SndfilePtr = std::unique_ptr<SNDFILE, SndfileCloser>;
 
+using FilePtr = std::unique_ptr<std::FILE, int ( * )( std::FILE * )>;
+
 class AudioReader {
 public:
     /// Opens a file whose header describes its format.
@@ -87,7 +89,7 @@ private:
     int64_t readBytes( void *dest, int64_t frames, int64_t bytes );
 
     std::string path;
-    std::unique_ptr<std::FILE, int ( * )( std::FILE * )> file{ nullptr, std::fclose };
+    FilePtr file{ nullptr, std::fclose };
     VirtualIo io{};
     SndfilePtr sndfile; // null for headerless files
     AudioFormat fileFormat{};

@@ -42,8 +42,12 @@ static void addOptions( CLI::App &app, Options &options )
         "  mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
         "  mix all.au a.wav,level=-6 b.wav,level=-6,at=0.75 --rate 8000 --channels 1 --encoding alaw\n"
         "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000 && mix both.wav line.wav b.wav" );
-    app.add_option( "OUTPUT", options.output, "output file; its extension selects the container" )->required();
-    app.add_option( "INPUT", options.inputs, "input files, optionally with a level and a start time" )->required();
+    app.add_option(
+           "OUTPUT", options.output, "output file; its extension selects the container; \"-\" is standard output" )
+        ->required();
+    app.add_option(
+           "INPUT", options.inputs, "input files, optionally with a level and a start time; \"-\" is standard input" )
+        ->required();
     app.add_option( "--container", options.container, "container of the output (default: by its extension)" );
     app.add_option( "--rate", options.rate, "sample rate of the output in Hz (default: highest rate of the inputs)" )
         ->check( CLI::Range( int64_t( 1 ), maxRate ) );

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -25,6 +26,7 @@ static std::string resolveLinks( std::filesystem::path path )
 bool isSameFile( const std::string &path1, const std::string &path2 )
 {
     struct stat info1, info2;
+    if ( path1 == standardStream || path2 == standardStream ) return false;
     const bool exists1 = !stat( path1.c_str(), &info1 ), exists2 = !stat( path2.c_str(), &info2 );
     if ( exists1 && exists2 ) return info1.st_dev == info2.st_dev && info1.st_ino == info2.st_ino;
     return !exists1 && !exists2 && !path1.empty() && !path2.empty() && resolveLinks( path1 ) == resolveLinks( path2 );
@@ -52,9 +54,25 @@ static void copyAccess( int file, const std::string &oldPath, const struct stat 
     (void)!fchmod( file, mode );
 }
 
-OutputFile::OutputFile( const std::string &path ) : requestedPath( path ), targetPath( path )
+void OutputFile::openDirectly( bool seeks )
+{
+    const bool isStandard = requestedPath == standardStream;
+    stream = isStandard ? fdopen( fcntl( STDOUT_FILENO, F_DUPFD_CLOEXEC, 3 ), "wb" )
+                        : std::fopen( requestedPath.c_str(), "wbe" );
+    if ( !stream ) failWriting( errno );
+    // A regular file that is standard output may already have contents.
+    if ( !seeks || ( !isStandard && ftello( stream ) >= 0 ) ) return;
+    pipe = std::exchange( stream, std::tmpfile() );
+    if ( !stream ) failWriting( errno );
+}
+
+OutputFile::OutputFile( const std::string &path, bool seeks ) : requestedPath( path ), targetPath( path )
 {
     struct stat info;
+    if ( path == standardStream ) {
+        openDirectly( seeks );
+        return;
+    }
     const bool exists = !stat( path.c_str(), &info );
     if ( !exists && errno != ENOENT ) failWriting( errno );
     if ( exists && S_ISDIR( info.st_mode ) ) failWriting( EISDIR );
@@ -63,8 +81,7 @@ OutputFile::OutputFile( const std::string &path ) : requestedPath( path ), targe
     // A link in /proc can lead to a file that has no name, or another file by now.
     const bool isNamed = !exists || isSameFile( path, resolved );
     if ( exists && ( !S_ISREG( info.st_mode ) || !isNamed ) ) {
-        stream = std::fopen( path.c_str(), "wbe" );
-        if ( !stream ) failWriting( errno );
+        openDirectly( seeks );
         return;
     }
     targetPath = resolved;
@@ -85,6 +102,7 @@ void OutputFile::openTemporary()
 OutputFile::~OutputFile()
 {
     if ( stream ) std::fclose( stream );
+    if ( pipe ) std::fclose( pipe );
     if ( !temporaryPath.empty() ) unlink( temporaryPath.c_str() );
 }
 
@@ -95,8 +113,27 @@ void OutputFile::write( const void *bytes, int64_t length )
     if ( std::fwrite( bytes, 1, size_t( length ), stream ) != size_t( length ) ) failWriting( errno );
 }
 
+bool OutputFile::isRegular() const
+{
+    struct stat info;
+    return !fstat( fileno( stream ), &info ) && S_ISREG( info.st_mode );
+}
+
+void copyStream( std::FILE *source, std::FILE *dest )
+{
+    char block[65536];
+    for ( size_t length; ( length = std::fread( block, 1, sizeof block, source ) ); stopIfInterrupted() )
+        if ( std::fwrite( block, 1, length, dest ) != length ) return;
+}
+
 void OutputFile::commit()
 {
+    if ( pipe ) {
+        std::rewind( stream );
+        copyStream( stream, pipe );
+        if ( std::ferror( stream ) || std::ferror( pipe ) ) failWriting( errno );
+        if ( std::fclose( std::exchange( pipe, nullptr ) ) ) failWriting( errno );
+    }
     if ( std::fclose( std::exchange( stream, nullptr ) ) ) failWriting( errno );
     if ( temporaryPath.empty() ) return;
     stopIfInterrupted();

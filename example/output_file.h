@@ -14,27 +14,37 @@ bool isSameFile( const std::string &path1, const std::string &path2 );
 /// pipe.
 bool isSpecialFile( const std::string &path );
 
+/// The name of standard input or standard output.
+constexpr char standardStream[] = "-";
+
+/// Copies the rest of a stream. Stops at an error, which the streams record.
+void copyStream( std::FILE *source, std::FILE *dest );
+
 /// A file that is replaced atomically. Data goes to a temporary file in the same directory. `commit` renames it to
-/// its path; otherwise the destructor deletes it. Devices, pipes and sockets are written directly.
+/// its path; otherwise the destructor deletes it. Devices, pipes, sockets and standard output are written directly,
+/// or by `commit` if `seeks` is set but they cannot seek.
 class OutputFile {
 public:
-    explicit OutputFile( const std::string &path );
+    explicit OutputFile( const std::string &path, bool seeks = false );
     OutputFile( const OutputFile & ) = delete;
     ~OutputFile();
 
     const std::string &path() const { return requestedPath; }
     std::FILE *file() const { return stream; }
+    bool isRegular() const;
     void write( const void *bytes, int64_t length );
     [[noreturn]] void failWriting( int error ) const;
     void commit();
 
 private:
+    void openDirectly( bool seeks );
     void openTemporary();
 
     std::string requestedPath; // as given by the user
     std::string targetPath;    // with all symbolic links resolved
     std::string temporaryPath; // empty for a device or a pipe
     std::FILE *stream = nullptr;
+    std::FILE *pipe = nullptr; // receives the contents of the stream
 };
 
 } // namespace host

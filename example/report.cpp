@@ -7,7 +7,7 @@ namespace host {
 
 std::FILE *messageStream( const std::string &outputPath )
 {
-    return isSameFile( outputPath, "/dev/stdout" ) ? stderr : stdout;
+    return outputPath == standardStream || isSameFile( outputPath, "/dev/stdout" ) ? stderr : stdout;
 }
 
 void Report::printFile( const char *direction, int64_t frames, const AudioFormat &format, const std::string &encoding,

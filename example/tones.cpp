@@ -231,7 +231,9 @@ static void addOptions( CLI::App &app, Options &options )
     dtmf->add_option( "--on", options.on, "duration of each digit in seconds (default: 0.1)" );
     dtmf->add_option( "--off", options.off, "duration of the pause after each digit in seconds (default: 0.1)" );
     for ( CLI::App *subcommand : app.get_subcommands( {} ) )
-        subcommand->add_option( "OUTPUT", options.output, "output file; its extension selects the container" )
+        subcommand
+            ->add_option( "OUTPUT", options.output,
+                "output file; its extension selects the container; \"-\" is standard output" )
             ->required();
 }
 

@@ -46,12 +46,16 @@ static void addOptions( CLI::App &app, Options &options )
         "  transcode call.wav call.au --encoding mulaw\n"
         "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
         "  transcode line.raw speech.wav --raw --input-encoding alaw --input-rate 8000 --rate 16000\n"
+        "  ffmpeg -i speech.mkv -f wav - | transcode - - --rate 16000 | aplay\n"
         "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
         "  transcode speech.wav narrow.wav --rate 8000 --encoding mulaw --plot narrow.svg\n"
         "  transcode speech.wav speech.raw --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"" );
-    app.add_option( "INPUT", options.input, "input file: WAV, AU, AIFF, W64, RF64, CAF, FLAC, Ogg, MP3 ..." )
+    app.add_option( "INPUT", options.input,
+           "input file: WAV, AU, AIFF, W64, RF64, CAF, FLAC, Ogg, MP3 ...; \"-\" is standard input" )
         ->required();
-    app.add_option( "OUTPUT", options.output, "output file; its extension selects the container" )->required();
+    app.add_option(
+           "OUTPUT", options.output, "output file; its extension selects the container; \"-\" is standard output" )
+        ->required();
     app.add_option( "--container", options.container, "container of the output (default: by its extension)" );
     CLI::Range rates( int64_t( 1 ), maxRate );
     app.add_option( "--rate", options.rate,

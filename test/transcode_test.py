@@ -282,6 +282,18 @@ class Transcode(Test):
                             self.assertEqual(int(subprocess.check_output(["soxi", "-s", "out." + container])), size)
                         self.assertNotIn(b"PEAK", read("out." + container))  # it contains the time of day
 
+    def test_pipes(self):
+        write("in.raw", self.random.randbytes(4000))
+        for container in CONTAINERS:
+            with self.subTest(container=container):
+                self.ok("in.raw", f"a.{container}", *RAW, "int16", "--rate", 8000)
+                self.ok(f"a.{container}", f"b.{container}", "--level", -6)
+                command = [f"{BIN}/transcode", "-", "-", "--container", container, "--level", "-6"]
+                done = subprocess.run(command, input=read(f"a.{container}"), capture_output=True, check=True)
+                self.same(done.stdout, read(f"b.{container}"))
+                self.assertIn(b"out  2000 frames", done.stderr)
+        self.assertEqual(self.run_("in.raw", "/dev/full", *RAW, "int16", "--rate", 8000).returncode, 1)
+
     def test_output_files(self):
         sox("-n", "-r", 8000, "-b", 16, "in.wav", "synth", .1, "sine", 300)
         self.ok("in.wav", "good.wav")
