@@ -81,6 +81,49 @@ static void addFfmpeg()
                     swr_convert( swr.get(), &out, int( n ), &in, int( n ) );
                 };
             } );
+    struct Rates {
+        const char *job;
+        int from, to;
+    };
+    for ( auto rates : { Rates{ "telephone 8 to 16 kHz", 8000, 16000 }, { "telephone 48 to 8 kHz", 48000, 8000 } } )
+        addJob( rates.job, rates.from / 50, "FFmpeg", [=] {
+            AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
+            SwrContext *context = nullptr;
+            swr_alloc_set_opts2(
+                &context, &mono, AV_SAMPLE_FMT_FLT, rates.to, &mono, AV_SAMPLE_FMT_FLT, rates.from, 0, nullptr );
+            swr_init( context );
+            std::shared_ptr<SwrContext> swr( context, []( SwrContext *released ) { swr_free( &released ); } );
+            return [=] {
+                auto *out = buffers.output;
+                auto *in = reinterpret_cast<const uint8_t *>( buffers.samples );
+                swr_convert( swr.get(), &out, rates.to / 50 + 16, &in, rates.from / 50 );
+                return int64_t{ rates.from / 50 };
+            };
+        } );
+}
+#endif
+
+#ifdef BENCH_SOXR
+    #include <soxr.h>
+
+static void addSoxr()
+{
+    struct Rates {
+        const char *job;
+        int from, to;
+    };
+    for ( auto rates : { Rates{ "telephone 8 to 16 kHz", 8000, 16000 }, { "telephone 48 to 8 kHz", 48000, 8000 } } )
+        addJob( rates.job, rates.from / 50, "soxr", [=] {
+            const soxr_quality_spec_t quality = soxr_quality_spec( SOXR_LQ, 0 );
+            std::shared_ptr<soxr> state(
+                soxr_create( rates.from, rates.to, 1, nullptr, nullptr, &quality, nullptr ), soxr_delete );
+            return [=] {
+                size_t used, made;
+                soxr_process( state.get(), buffers.samples, size_t( rates.from / 50 ), &used, buffers.output,
+                    size_t( rates.to / 50 + 16 ), &made );
+                return int64_t{ rates.from / 50 };
+            };
+        } );
 }
 #endif
 
@@ -250,6 +293,9 @@ void addOthers()
 #endif
 #ifdef BENCH_FFMPEG
     addFfmpeg();
+#endif
+#ifdef BENCH_SOXR
+    addSoxr();
 #endif
 #ifdef BENCH_SNDFILE
     addSndfile();

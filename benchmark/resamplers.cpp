@@ -6,8 +6,32 @@
 #include <memory>
 #include <samplerate.h>
 
+// The library's own conversion between telephony rates: insert zeros, filter and drop frames. Each job converts 20
+// ms.
+
+static void addTelephony( const char *job, int64_t frames, int64_t filterType, int64_t extend, int64_t reduce )
+{
+    addJob( job, frames, "ours", [=] {
+        Handle coefficients( pcmFilterCoefficientsCreate( filterType ) );
+        return [=, input = inputPacket( 1, frames ),
+                   filter = Handle( pcmFilterCreate( coefficients.obj, 1 ) )]() mutable {
+            PCM_PACKET *pkt = pcmPacketRetain( input.obj );
+            if ( extend > 1 ) pcmFramesExtend( &pkt, extend );
+            pcmFilterWrite( &filter.obj, pkt );
+            pcmPacketRelease( pkt );
+            pkt = pcmFilterRead( &filter.obj );
+            if ( extend > 1 ) pcmLevelAdjustLinearGain( &pkt, double( extend ) ); // the zeros lower the level
+            if ( reduce > 1 ) pcmFramesReduce( &pkt, reduce );
+            pcmPacketRelease( pkt );
+            return frames;
+        };
+    } );
+}
+
 void addResamplers()
 {
+    addTelephony( "telephone 8 to 16 kHz", 160, PCM_FILTER_TYPE_LOWPASS_4000_AT_16000, 2, 1 );
+    addTelephony( "telephone 48 to 8 kHz", 960, PCM_FILTER_TYPE_LOWPASS_4000_AT_48000, 1, 6 );
     constexpr struct {
         const char *job;
         int64_t type;

@@ -654,10 +654,12 @@ template <class Stream> struct Held {
         const auto packets = int64_t( model.packetSizes.size() );
         out.require( stream.frames() == model.frames() && stream.packets() == packets, "frames and packets" );
         out.require( stream.channels() == model.channels, "channels" );
-        if constexpr ( std::is_same_v<Stream, pcm::Filter> )
+        if constexpr ( std::is_same_v<Stream, pcm::Filter> ) {
+            const auto taps = int64_t( model.taps.size() );
+            out.require( stream.coefficients().length() == taps, "coefficients" );
             out.require(
-                sizeof( void * ) != 8 || historyPosition( stream ) == model.written % int64_t( model.taps.size() ),
-                "history position" );
+                sizeof( void * ) != 8 || historyPosition( stream ) == model.written % taps, "history position" );
+        }
     }
 };
 
