@@ -110,7 +110,7 @@ def table():
 if __name__ == "__main__":
     made = table()
     if sys.argv[1:] == ["--write"]:
-        before, _, behind = DOC.read_text().split(MARK)
-        DOC.write_text(before + MARK + made + MARK + behind)
+        before, _, after = DOC.read_text().split(MARK)
+        DOC.write_text(before + MARK + made + MARK + after)
     else:
         sys.stdout.write(made)

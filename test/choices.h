@@ -1,7 +1,7 @@
 #ifndef CHOICES_H
 #define CHOICES_H
 
-// Where the tests take their choices and data from: a seeded generator, or the bytes of a fuzz input.
+// The source of the choices and data of the tests: a seeded generator, or the bytes of a fuzz input.
 
 #include <cstdint>
 #include <cstring>
@@ -14,7 +14,7 @@ class Choices {
 public:
     virtual ~Choices() = default;
 
-    /// Random bits. `bytes` says how many bytes of a fuzz input they are worth.
+    /// Random bits. `bytes` is the number of bytes to take from a fuzz input.
     virtual uint64_t word( int bytes = 8 ) = 0;
 
     /// A choice that must not change the results, such as whether a packet is shared. golden always gets 0.

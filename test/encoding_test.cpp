@@ -23,7 +23,7 @@ TEST( Encoding, EveryWordNormalisesAndHasItsSize )
         int64_t channels = random.upTo( 3 ) ? 1 + random.upTo( 9 ) : INT64_MAX / e.slot();
         if ( pcmEncodingNormalize( given ) != e.normalized() || pcmEncodingSizeofSample( given ) != e.slot() ||
              pcmEncodingSizeofFrame( given, channels ) != channels * e.slot() )
-            FAIL() << std::hex << given << " gives " << pcmEncodingNormalize( given ) << " and "
+            FAIL() << std::hex << given << ": " << pcmEncodingNormalize( given ) << " and "
                    << pcmEncodingSizeofSample( given ) << ", want " << e.normalized() << " and " << e.slot();
     }
 }

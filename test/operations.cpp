@@ -73,8 +73,8 @@ void add( const std::string &name, int goldenRounds, int walkRounds,
     table.push_back( { name, currentSuite, goldenRounds, walkRounds, run } );
 }
 
-/// Compares what an operation did to a handle with copy-on-write: a shared object, or one that must be new in any
-/// case, is replaced by a new one with one holder. Any other object is changed in place.
+/// Checks that an operation followed copy-on-write: if the object is shared, or must be new in any case, a new object
+/// with one reference replaces it. Any other object is changed in place.
 class HandleCheck {
 public:
     template <class T>
@@ -97,7 +97,7 @@ private:
 
 // ---- Encodings
 
-/// A word with many flags or few, sometimes with bits that have no meaning.
+/// A word with many or few flags, sometimes with unused bits.
 uint64_t anyWord( Choices &in )
 {
     uint64_t word = in.word( 3 ), choice = in.upTo( 7 );
@@ -105,7 +105,7 @@ uint64_t anyWord( Choices &in )
     return choice & 6 ? word & 0x7FFFF : word;
 }
 
-/// Any bytes in any encoding, at any alignment, through all conversions of buffers, packets and memory.
+/// Converts arbitrary bytes between arbitrary encodings, in buffers, packets and memory at any alignment.
 void convertAnything( Results &out, Choices &in )
 {
     const uint64_t dest = anyWord( in ), source = anyWord( in );
@@ -663,7 +663,7 @@ template <class Stream> struct Held {
     }
 };
 
-/// Writes and takes, at times through copies of the stream. `write` gives the model a block.
+/// Writes and takes frames, sometimes through copies of the stream. `writeModel` writes a block to the model.
 template <class Stream, class Write>
 void walk( Results &out, Choices &in, Held<Stream> held, int64_t shortest, Write writeModel )
 {
@@ -838,7 +838,8 @@ Samples modulatedWave( Wave &a, Wave &b, int64_t samples )
     return made;
 }
 
-/// Samples by all three functions of a source. `chunk` is the number of samples that gatherAdd generates at a time.
+/// Generates samples with all three functions of a source. `chunk` is the number of samples that gatherAdd generates
+/// at a time.
 template <class Source>
 void runSource( Results &out, Choices &in, Source source, WaveModel model, Wave &a, Wave &b, int64_t chunk )
 {
@@ -1018,7 +1019,7 @@ Bytes converted( uint64_t dest, uint64_t source, const Bytes &bytes )
     return reference::inMemory( dest, made );
 }
 
-/// From the first half of the taps, each times 10^8.
+/// Takes the first half of the taps, multiplied by 10^8.
 static Samples mirrored( const std::vector<int> &half )
 {
     Samples taps;

@@ -13,7 +13,7 @@
 
 namespace reference {
 
-/// The number of the first flag of a group that a word has, or -1.
+/// The index of the first flag of a group that is set, or -1.
 inline int winner( uint64_t word, int first, int last )
 {
     for ( int bit = first; bit <= last; ++bit )
@@ -23,7 +23,7 @@ inline int winner( uint64_t word, int first, int last )
 
 enum { alaw, mulaw, int8, int16, int24, int32, float32, none = -1 };
 
-/// A word taken apart: one flag number or -1 for each group.
+/// The flags of a word: an index or -1 for each group.
 struct Encoding {
     uint64_t word;
     int base = winner( word, 0, 6 ), sign = winner( word, 7, 7 ), order = winner( word, 8, 9 ),
@@ -38,13 +38,13 @@ struct Encoding {
     bool big() const { return order == 8; }
     int64_t width() const { return base == none ? 4 : std::array{ 1, 1, 1, 2, 3, 4, 4 }[size_t( base )]; }
     int64_t slot() const { return std::max<int64_t>( width(), pack < 0 ? 1 : pack - 10 ); }
-    bool behind() const { return pad == 10 || ( pad != 11 && big() ); }
-    int64_t offset() const { return behind() ? slot() - width() : 0; }
-    /// The place in the slot of the sample's byte number i, 0 being the lowest.
+    bool isAfterPadding() const { return pad == 10 || ( pad != 11 && big() ); }
+    int64_t offset() const { return isAfterPadding() ? slot() - width() : 0; }
+    /// The position in the slot of byte i of the sample. Byte 0 is the lowest.
     int64_t place( int64_t i ) const { return offset() + ( big() && base != none ? width() - 1 - i : i ); }
 };
 
-/// Every layout by its only word.
+/// One word for each layout.
 inline std::vector<uint64_t> layouts()
 {
     std::vector<uint64_t> words;
@@ -53,8 +53,8 @@ inline std::vector<uint64_t> layouts()
     return words;
 }
 
-/// G.711 by walking up through the intervals of a law: on a 16-bit scale, for a code's low seven bits before they are
-/// inverted, the value and the lowest magnitude that gets the code.
+/// The intervals of a G.711 law, on a 16-bit scale: for the low seven bits of a code, before they are inverted, the
+/// decoded value and the lowest magnitude that is encoded as this code.
 struct Law {
     std::array<int, 128> value, lowest;
     int inverted;
@@ -83,7 +83,7 @@ inline const Law laws[] = { Law( false ), Law( true ) };
 inline float floatOf( uint32_t pattern ) { return std::bit_cast<float>( pattern ); }
 inline uint32_t patternOf( float x ) { return std::bit_cast<uint32_t>( x ); }
 
-/// The float's pattern for the bits of one sample.
+/// Decodes the bits of one sample to the bits of a float.
 inline uint32_t decode( const Encoding &e, uint32_t bits )
 {
     if ( e.base == none || e.base == float32 ) return bits;
@@ -98,7 +98,7 @@ inline uint32_t decode( const Encoding &e, uint32_t bits )
     return patternOf( e.sign < 0 ? rounded : rounded - 1 );
 }
 
-/// The bits of one sample for the float's pattern.
+/// Encodes the bits of a float.
 inline uint32_t encode( const Encoding &e, uint32_t pattern )
 {
     if ( e.base == none || e.base == float32 ) return pattern;
@@ -116,7 +116,7 @@ inline uint32_t encode( const Encoding &e, uint32_t pattern )
     return uint32_t( v ) >> ( 32 - 8 * e.width() );
 }
 
-/// The bits of the sample in a slot.
+/// Reads the bits of the sample in a slot.
 inline uint32_t read( const Encoding &e, const uint8_t *slot )
 {
     uint32_t bits = 0;
@@ -124,7 +124,7 @@ inline uint32_t read( const Encoding &e, const uint8_t *slot )
     return bits;
 }
 
-/// A slot with these bits, all else 0, at the end of the bytes.
+/// Appends a slot with these bits. Padding is 0.
 inline void append( const Encoding &e, uint32_t bits, std::vector<uint8_t> &bytes )
 {
     size_t at = bytes.size();
@@ -140,8 +140,7 @@ inline std::vector<uint8_t> bytesOf( const std::vector<float> &samples )
     return bytes;
 }
 
-/// One side of a conversion as it lies in memory, from little-endian bytes, or back: samples of word 0 are this
-/// host's.
+/// Converts between the bytes of a buffer and those in memory, which differ for word 0 on big-endian hosts.
 inline std::vector<uint8_t> inMemory( uint64_t word, std::vector<uint8_t> bytes )
 {
     bool swap = std::endian::native == std::endian::big && Encoding{ word }.normalized() == 0;
@@ -149,7 +148,7 @@ inline std::vector<uint8_t> inMemory( uint64_t word, std::vector<uint8_t> bytes 
     return bytes;
 }
 
-/// A run of slots in another encoding.
+/// Converts slots to another encoding.
 inline std::vector<uint8_t> convert( uint64_t dest, uint64_t source, const std::vector<uint8_t> &bytes )
 {
     Encoding to{ dest }, from{ source };

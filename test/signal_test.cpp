@@ -8,7 +8,7 @@
 
 using pcm::Packet, pcm::Tone, test::expectPacket, test::NoLeaks, test::Samples;
 
-// The random numbers that noise draws are counted, and a test can replace them.
+// Counts the random numbers that noise draws. A test can replace them.
 static std::atomic<int> draws;
 static thread_local int64_t lastStart;
 static int64_t forcedStart = -1;
@@ -64,7 +64,7 @@ TEST( Tone, PeriodsComeFromFrequencies )
     }
 }
 
-// The phase stays right for periods far below a frame. SIGALRM ends the child process if a call does not return.
+// The phase is correct for periods far below a frame. SIGALRM ends the child process if a call does not return.
 TEST( Tone, EveryCallReturns )
 {
     auto eleventh = []( double period ) {

@@ -22,7 +22,7 @@ Bytes = Union[bytes, bytearray, memoryview, npt.NDArray[np.generic]]
 
 
 class Encoding(enum.IntFlag):
-    """How samples lie in bytes: a base, and what differs from its defaults. Any integer may stand for one."""
+    """The encoding of samples in bytes: a base, and flags that change its defaults. Any integer can be used instead."""
 
     SAMPLES = 0
     G711_ALAW = 0x1
@@ -85,8 +85,8 @@ class Packet(Handle, c_type="PCM_PACKET", prefix="pcmPacket"):
 
     @property
     def view(self) -> Samples:
-        """The samples themselves, of shape (frames, channels), for reading only. Later changes of the packet, and its
-        end, leave the view as it is; a packet with a view is copied when it is changed."""
+        """The samples, read-only, of shape (frames, channels). Nothing is copied. The view holds a reference, so it
+        does not change with the packet; a packet that has a view is copied when it is changed."""
         return self._view(lib.pcmPacketBacking(self._box[0]), (self.frames, self.channels))
 
     def __array__(self, dtype: npt.DTypeLike = None, copy: Optional[bool] = None) -> npt.NDArray[np.generic]:
@@ -151,7 +151,7 @@ def _packet_of(source: Samples) -> Packet: ...
 
 
 class Stream:
-    """What takes packets and gives packets, or exact numbers of frames."""
+    """A stream: packets are written, and packets or exact numbers of frames are taken."""
 
     def write(self, pkt: Packet) -> None: ...
     def read(self) -> Packet: ...
@@ -170,7 +170,7 @@ class Stream:
 
 
 class Queue(Stream, Handle, c_type="PCM_PACKET_QUEUE", prefix="pcmPacketQueue"):
-    """A stream of packets that comes out whole or as exact numbers of frames."""
+    """A first-in, first-out queue of packets. They are read whole, or gathered as exact numbers of frames."""
 
     def __init__(self, channels: int) -> None: ...
     def create_from(self) -> Queue: ...
@@ -197,7 +197,7 @@ class Coefficients(Handle, c_type="PCM_FILTER_COEFFICIENTS", prefix="pcmFilterCo
 
 
 class Filter(Stream, Handle, c_type="PCM_FILTER", prefix="pcmFilter"):
-    """A FIR filter: packets go in, as many filtered frames come out."""
+    """A FIR filter. Each frame that is written produces one filtered frame."""
 
     def __init__(self, coefficients: Coefficients, channels: int) -> None: ...
     def create_from(self) -> Filter: ...
@@ -208,7 +208,7 @@ class Filter(Stream, Handle, c_type="PCM_FILTER", prefix="pcmFilter"):
 
 
 class Src(Stream, Handle, c_type="PCM_SRC", prefix="pcmSrc"):
-    """A sample rate converter. Made by `Src.try_create`; copies are the same converter."""
+    """A sample rate converter, created by `Src.try_create`. Copies refer to the same converter."""
 
     def __init__(self) -> None:
         raise TypeError("Src.try_create makes converters")
@@ -232,7 +232,7 @@ class Src(Stream, Handle, c_type="PCM_SRC", prefix="pcmSrc"):
 
 
 class Tone(Handle, c_type="PCM_TONE", prefix="pcmTone"):
-    """A sine that goes on where the last call stopped. Copies are the same tone."""
+    """A sine tone, which each call continues. Copies refer to the same tone."""
 
     def __init__(self, period: float) -> None: ...
 

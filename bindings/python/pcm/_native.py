@@ -1,4 +1,4 @@
-"""How the package meets the library: a prototype and its conditions become a Python function that tests first."""
+"""Creates Python functions from prototypes and their conditions, which are checked before each call."""
 from __future__ import annotations
 
 import functools
@@ -19,7 +19,7 @@ Function = TypeVar("Function", bound=Callable[..., Any])
 
 
 class ContractError(ValueError):
-    """A call broke a condition of the library, which was not called: it would have ended the process."""
+    """A call violated a contract. The library was not called, because it would have ended the process."""
 
     def __init__(self, function: str, condition: str) -> None:
         super().__init__(f"{function}: {condition}")
@@ -27,7 +27,7 @@ class ContractError(ValueError):
         self.condition = condition
 
 
-# ---- interface.h: what is told to cffi, and the conditions
+# ---- interface.h: declarations for cffi, and conditions
 
 _text = Path(__file__).with_name("interface.h").read_text()
 _declaration = re.compile(r"^(?!typedef)(static )?([^/\s][^;{}]*?)(\w+)\( ([^;]*?) \);\n((?:    //.*\n)*)", re.M)
@@ -60,7 +60,7 @@ _names: dict[str, Any] = {
 
 
 def _to_python(expression: str, parameters: list[str]) -> str:
-    """An expression of C as one of Python, where handles are objects with attributes."""
+    """Translates a C expression to Python, in which handles are objects with attributes."""
     text = re.sub(r"\(\*(\w+)\)", r"\1", expression).replace("KIT_SIZEOF( PCM_SAMPLE )", "4")
     text = re.sub(r"(\w+)->(fix)?(\w+)", lambda m: f"{m[1]}.{m[3].lower() if m[2] else m[3]}"
                   if m[1] in parameters else m[3], text)  # of an object that isn't there yet: what it will hold
@@ -69,7 +69,7 @@ def _to_python(expression: str, parameters: list[str]) -> str:
 
 
 def _check_of(name: str, parameters: list[str], comments: str) -> Callable[..., None]:
-    """A function that raises ContractError at the first condition that its arguments break."""
+    """Returns a function that raises ContractError for the first condition that its arguments violate."""
     lines = []
     for piece in re.sub(r"\n? *// ", "; ", comments).strip("; \n").split("; "):
         guard, _, piece = piece.rpartition(": ")
@@ -104,7 +104,7 @@ lib.kitModuleStartup(lib.pcmModule())
 # ---- Objects
 
 class Handle:
-    """One reference to an object of the library. An object of Python serves one thread at a time."""
+    """Owns one reference to an object of the library. Use it from only one thread at a time."""
 
     _prefix = ""
     _classes: dict[str, type] = {}
@@ -121,7 +121,7 @@ class Handle:
 
     def _take(self, pointer: Any) -> None:
         release = getattr(lib, f"{self._prefix}Release")
-        # A change of a shared object puts another one into the box; what lies there at the end is released.
+        # A change of a shared object replaces the handle in the box. The last handle is released.
         self._box = ffi.gc(ffi.new(f"{ffi.typeof(pointer).cname} *", pointer), lambda box: release(box[0]))
 
     @classmethod
@@ -136,7 +136,7 @@ class Handle:
         return _text_of(lib.kitObjToString(ffi.cast("KIT_OBJ *", self._box[0])))
 
     def __copy__(self) -> Any:
-        """A second handle of the same object: for values, a copy that costs nothing until one of them is changed."""
+        """Adds a reference to the same object. Values are copied when one of the two is changed."""
         return self._of(getattr(lib, f"{self._prefix}Retain")(self._box[0]))
 
     def _view(self, pointer: Any, shape: tuple[int, ...]) -> Array:
@@ -146,7 +146,7 @@ class Handle:
         return np.frombuffer(memoryview(ffi.buffer(block, 4 * count)).toreadonly(), np.float32).reshape(shape)
 
 
-# ---- Values on their way in and out
+# ---- Conversion of arguments and results
 
 def _held(pointer: Any) -> Any:
     return ffi.gc(pointer, lambda obj: lib.kitObjRelease(ffi.cast("KIT_OBJ *", obj)))
@@ -185,7 +185,7 @@ def _writable(array: Any) -> Array:
 
 
 def _rows(array: Array, holder: Any) -> int:
-    """The frames of an array: its rows, or what the object that writes to it makes of its samples."""
+    """Returns the number of frames in an array: its rows, or its samples divided by the channels of the writer."""
     if not isinstance(holder, Handle):
         return array.shape[0]
     if array.size % holder.channels:  # type: ignore[attr-defined]
@@ -202,7 +202,7 @@ _sizes: dict[str, Callable[[Array, Any], int]] = {
 
 
 def _accept(kind: str) -> Callable[[Any], Any]:
-    """What Python may pass for a C type, as the checks see it."""
+    """Converts an argument for a C type to the form that the checks use."""
     if kind.startswith("PCM_"):
         def accept(value: Any) -> Any:
             expected = Handle._classes[kind.strip(" *")]
@@ -234,7 +234,7 @@ _from_c: dict[str, Callable[[Any], Any]] = {
 
 
 def native(name: str) -> Callable[[Function], Function]:
-    """Makes a function of Python, of which only the signature is used, call a function of the library.
+    """Decorates a Python function, of which only the signature is used, so that it calls a function of the library.
 
     The parameters are those of the prototype. After an array, those that tell its size are taken from it.
     """
@@ -282,7 +282,7 @@ def native(name: str) -> Callable[[Function], Function]:
 
 
 def bind(names: dict[str, Any], *prefixes: str) -> dict[str, Any]:
-    """Gives the functions among the names that are called like one of the library a call of it for a body."""
+    """Binds the functions whose names match functions of the library."""
     for name, value in names.items():
         declared = getattr(value, "fget", None) or getattr(value, "__func__", value)
         camel = "Create" if name == "__init__" else "".join(word.capitalize() for word in name.split("_"))

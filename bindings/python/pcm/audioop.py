@@ -48,7 +48,7 @@ def _decode(fragment: Bytes, width: int, channels: int = 1) -> Samples:
 
 
 def _integers(fragment: Bytes, width: int) -> npt.NDArray[np.int64]:
-    """The samples as they are: what counts and moves bits needs no floats."""
+    """Returns the samples as integers, for functions that need no floats."""
     _encoding(width, fragment)
     if width != 3:
         return np.frombuffer(fragment, f"i{width}").astype(np.int64)
@@ -59,7 +59,7 @@ def _integers(fragment: Bytes, width: int) -> npt.NDArray[np.int64]:
 
 
 def _fragment(integers: npt.NDArray[np.int64], width: int) -> bytes:
-    """The low bytes of integers."""
+    """Returns the low bytes of integers."""
     part = slice(0, width) if sys.byteorder == "little" else slice(8 - width, 8)
     return integers[:, None].view(np.uint8)[:, part].tobytes()
 
@@ -90,7 +90,7 @@ def byteswap(fragment: Bytes, width: int, /) -> bytes:
 
 
 def bias(fragment: Bytes, width: int, bias: int, /) -> bytes:
-    """Sums go round: a bias of 128 makes signed samples of one byte of unsigned ones, and back."""
+    """Sums wrap around. A bias of 128 converts between signed and unsigned samples of one byte."""
     return _fragment(_integers(fragment, width) + bias, width)
 
 
@@ -128,7 +128,7 @@ def rms(fragment: Bytes, width: int, /) -> int:
 
 def ratecv(fragment: Bytes, width: int, nchannels: int, inrate: int, outrate: int, state: Optional[RatecvState],
            weightA: int = 1, weightB: int = 0, /) -> Tuple[bytes, RatecvState]:
-    """Straight lines between samples, behind a filter of one pole. pcm.Src sounds better."""
+    """Interpolates linearly after a one-pole filter. pcm.Src sounds better."""
     _encoding(width)
     if nchannels < 1:
         raise error("# of channels should be >= 1")
@@ -152,7 +152,7 @@ def ratecv(fragment: Bytes, width: int, nchannels: int, inrate: int, outrate: in
         for i in range(2, len(frames)):
             mixed = (weightA * frames[i].astype(float) + weightB * frames[i - 1]) / (weightA + weightB)
             frames[i] = mixed.astype(np.int64)
-    # Output m lies where d = ahead + i * outrate - m * inrate is not below 0 for the first time: d before frame i.
+    # Output m is where d = ahead + i * outrate - m * inrate is not below 0 for the first time: d before frame i.
     end = ahead + (len(frames) - 2) * outrate
     due = np.arange(end // inrate + 1) * inrate - ahead
     at = -(-due // outrate)

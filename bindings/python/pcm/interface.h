@@ -1,7 +1,7 @@
-// What the package calls, with the conditions that a call from Python can break: behind each prototype, in the order in
-// which the library tests them and in its words, and tested before the library is called. A line may also hand on to
-// another function's conditions, give a name to a value, or hold only if something does. Functions marked static stand
-// for steps inside the library and are not called.
+// The functions that the package calls. The comment lines after a prototype are the conditions that a call from Python
+// can violate, in the order and with the texts of the library; the package checks them before it calls the library. A
+// line can also refer to the conditions of another function, name a value, or apply only under a condition. Functions
+// marked static are steps inside the library and are not called.
 
 typedef struct PCM_PACKET PCM_PACKET;
 typedef struct PCM_PACKET_QUEUE PCM_PACKET_QUEUE;
