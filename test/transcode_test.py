@@ -336,9 +336,12 @@ class Transcode(Test):
             with open(reader, "rb", buffering=0) as screen:
                 subprocess.run([f"{BIN}/transcode", "long.raw", "/dev/null", *RAW, "alaw", "--rate", "8000", *option],
                                stdout=subprocess.DEVNULL, stderr=terminal, check=True)
-                os.write(terminal, b".")
+                os.write(terminal, b"end")
+                printed = b""
+                while not printed.endswith(b"end"):
+                    printed += screen.read(4096)
                 os.close(terminal)
-                self.assertEqual(b"100.0 %" in screen.read(4096), shown)
+                self.assertEqual(b"100.0 %" in printed, shown)
         self.assertNotIn("%", self.run_("long.raw", "/dev/null", *RAW, "alaw", "--rate", "8000").stderr)
 
     def test_interrupted(self):

@@ -2,6 +2,7 @@
 
 #include "kit/kit_int.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstring>
 #include <type_traits>
@@ -52,7 +53,7 @@ static void resize(
             if ( to > from ) std::memset( dest + f * to + from, 0, size_t( to - from ) * sizeof *dest );
         } else {
             copyFrame( dest + f * to, source + f * from,
-                std::integral_constant<int64_t, ( From() < To() ? From() : To() )>() );
+                std::integral_constant<int64_t, std::min( From::value, To::value )>() );
             for ( int64_t c = from; c < to; ++c ) copySample( dest + f * to + c, &silence );
         }
     }
@@ -114,7 +115,8 @@ void copyChannels( PCM_SAMPLE *dest, int64_t destChannels, const PCM_SAMPLE *sou
 void selectChannels( PCM_SAMPLE *dest, int64_t destChannels, const PCM_SAMPLE *source, int64_t sourceChannels,
     uint64_t channelMask, int64_t frames )
 {
-    const int lowest = std::countr_zero( channelMask ), count = std::popcount( channelMask );
+    if ( !frames ) return;
+    const int lowest = std::countr_zero( channelMask ), count = int( kitIntBitCount( channelMask ) );
     const bool isAdjacent = count && channelMask >> lowest == ~uint64_t{ 0 } >> ( 64 - count );
     if ( isAdjacent && count == destChannels )
         return resizeFrames( dest, destChannels, source + lowest, sourceChannels, frames );

@@ -117,7 +117,7 @@ constexpr int sineTile = 16, sineStep = laneBytes / int( sizeof( double ) );
 /// Replaces the samples of a tile that the polynomial does not determine.
 [[gnu::noinline, gnu::cold]] inline void refineSines( PCM_SAMPLE *dest, double radians, double position )
 {
-    for ( int i = 0; i < sineTile; ++i, position += 1.0 ) {
+    for ( int i = 0; i < sineTile; ++i ) {
         const double x = radians * position;
         Longs unsure;
         sines( Doubles{} + x, unsure );
@@ -125,6 +125,7 @@ constexpr int sineTile = 16, sineStep = laneBytes / int( sizeof( double ) );
             dest[i] = PCM_SAMPLE( std::sin( x ) );
         else if ( unsure[0] >> 63 )
             dest[i] = PCM_SAMPLE( preciseSine( x ) );
+        position += 1.0;
     }
 }
 
