@@ -6,7 +6,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <optional>
-#include <regex>
+#include <sstream>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,6 +37,8 @@ static std::string extension( const std::string &path )
     size_t slash = path.rfind( '/' ), dot = path.rfind( '.' );
     return dot == path.npos || ( slash != path.npos && dot < slash ) ? "" : lower( path.substr( dot + 1 ) );
 }
+
+bool hasContainer( const std::string &path ) { return findContainer( extension( path ) ); }
 
 const Container &selectContainer( const std::string &path, const std::string &name )
 {
@@ -264,16 +266,29 @@ void AudioReader::readHeader( const SF_INFO &info )
     description = fileFormat.encoding ? encodingName( fileFormat.encoding ) : formatDescription( info.format );
 }
 
+// Returns the size of the audio data in bytes from libsndfile's log of a header, or 0 if there is none.
+static int64_t dataSizeInLog( const char *log )
+{
+    std::istringstream lines( log );
+    for ( std::string line; std::getline( lines, line ); ) {
+        line.erase( 0, line.find_first_not_of( ' ' ) );
+        for ( const std::string name : { "data", "SSND", "Data Size", "Data size" } ) {
+            const size_t colon = line.find_first_not_of( ' ', name.size() );
+            if ( line.starts_with( name ) && colon != line.npos && line[colon] == ':' )
+                return std::strtoll( line.c_str() + colon + 1, nullptr, 10 );
+        }
+    }
+    return 0;
+}
+
 void AudioReader::checkLength( bool strict ) const
 {
     if ( !sndfile || !fileFormat.encoding ) return;
     // libsndfile corrects the size of the audio data, but its log contains the one in the header.
     char log[16384] = {};
     sf_command( sndfile.get(), SFC_GET_LOG_INFO, log, sizeof log );
-    static const std::regex line( R"((?:^|\n) *(data|SSND|Data Size|Data size) *: (\d{1,18})\b)" );
-    std::cmatch found;
     constexpr int64_t unknown = 0x7FFFF000; // programs that write to a pipe use this size or a larger one
-    const int64_t bytes = std::regex_search( log, found, line ) ? std::stoll( found[2] ) : 0;
+    const int64_t bytes = dataSizeInLog( log );
     SF_INFO info = {};
     sf_command( sndfile.get(), SFC_GET_CURRENT_SF_INFO, &info, sizeof info );
     const int type = info.format & SF_FORMAT_TYPEMASK; // some sizes include a part of the header
@@ -295,7 +310,7 @@ AudioReader::AudioReader( const std::string &path, const AudioFormat &format )
     if ( size % frameSize )
         fail( "cannot read " + path + ": its size, " + std::to_string( size ) +
               " bytes, is not a multiple of the frame size, " + std::to_string( frameSize ) +
-              " bytes; check --input-encoding and --channels" );
+              " bytes; check --input-encoding and --input-channels" );
     frameCount = size / frameSize;
 }
 

@@ -34,6 +34,9 @@ struct Container {
 /// devices and pipes without an extension are headerless. Fails if there is no such container.
 const Container &selectContainer( const std::string &path, const std::string &name );
 
+/// Returns whether the extension of a path is that of a container.
+bool hasContainer( const std::string &path );
+
 /// Returns whether the container can store audio in this format.
 bool supportsFormat( const Container &container, const AudioFormat &format );
 

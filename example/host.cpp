@@ -1,9 +1,8 @@
 #include "host.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <cfloat>
+#include <charconv>
 #include <cmath>
 #include <csignal>
 #include <cstdio>
@@ -43,18 +42,13 @@ static void openStandardStreams()
         if ( fcntl( number, F_GETFD ) < 0 && open( "/dev/null", O_RDWR ) != number ) std::abort();
 }
 
-// CLI11 treats an option with an empty value like one that is not given.
-static void checkEmptyArguments( int argc, char **argv )
-{
-    for ( int i = 1; i < argc; ++i ) {
-        const std::string argument = argv[i];
-        if ( argument.empty() ) fail( "argument " + std::to_string( i ) + " is empty" );
-        if ( argument.starts_with( "--" ) && argument.find( '=' ) == argument.size() - 1 )
-            fail( argument.substr( 0, argument.size() - 1 ) + ": the value is empty" );
-    }
-}
-
 static std::string programName;
+
+void prepareProgram( const std::string &name )
+{
+    programName = name;
+    openStandardStreams();
+}
 
 static void printError( const char *message ) { std::fprintf( stderr, "%s: %s\n", programName.c_str(), message ); }
 
@@ -73,8 +67,7 @@ void stopIfInterrupted()
     if ( receivedSignal ) throw Interrupted();
 }
 
-// Returns the exit status.
-static int runTask( const std::function<void()> &task )
+int reportErrors( const std::function<void()> &task )
 {
     try {
         task();
@@ -87,38 +80,21 @@ static int runTask( const std::function<void()> &task )
     return 1;
 }
 
-static std::string version()
+std::string libraryVersion()
 {
     const KIT_MODULE_RECORD &record = pcm::Module::record();
     return std::to_string( record.productVersionMajor ) + "." + std::to_string( record.productVersionMinor ) + "." +
            std::to_string( record.productVersionPatch );
 }
 
-int run( CLI::App &app, int argc, char **argv, const std::function<void()> &task )
+int runTask( const std::function<void()> &task )
 {
-    app.set_version_flag( "--version", app.get_name() + " " + version() );
-    app.footer( app.get_footer() + "\n\nExit status: 0 if successful, 1 for any failure, with a message on standard "
-                                   "error. A program that is\ninterrupted by a signal terminates by that signal." );
-    openStandardStreams();
-    programName = app.get_name();
-    try {
-        checkEmptyArguments( argc, argv );
-        app.parse( argc, argv );
-    } catch ( const CLI::Success &request ) {
-        return app.exit( request ); // --help, --version
-    } catch ( const std::exception &error ) {
-        // CLI11 does not catch the std::out_of_range of a flag whose value is too large.
-        bool isRangeError = dynamic_cast<const std::out_of_range *>( &error );
-        printError( isRangeError ? "the value of an option is out of range" : error.what() );
-        std::fprintf( stderr, "Try %s --help.\n", app.get_name().c_str() );
-        return 1;
-    }
     installSignalHandlers();
     int64_t liveObjects = kit___ObjDbgLiveObjects();
     int status;
     {
         pcm::Module module;
-        status = runTask( task );
+        status = reportErrors( task );
     }
     if ( kit___ObjDbgLiveObjects() != liveObjects ) { // only debug builds of the library count objects
         printError( "internal error: library objects were not released" );
@@ -138,10 +114,23 @@ std::string lower( std::string text )
     return text;
 }
 
-// Plain decimals only. The standard library also accepts "nan", "inf" and hexadecimal numbers.
+// Plain decimals only. strtod also accepts "nan", "inf" and hexadecimal numbers.
 bool parseNumber( const std::string &text, double &value )
 {
-    return text.find_first_not_of( "0123456789.eE+-" ) == text.npos && CLI::detail::lexical_cast( text, value );
+    char *end;
+    value = std::strtod( text.c_str(), &end );
+    return !text.empty() && !*end && text.find_first_not_of( "0123456789.eE+-" ) == text.npos;
+}
+
+int64_t parseWhole( const std::string &option, const std::string &text, int64_t min, int64_t max )
+{
+    int64_t value;
+    const char *end = text.data() + text.size();
+    const auto parsed = std::from_chars( text.data(), end, value );
+    if ( parsed.ec != std::errc() || parsed.ptr != end || value < min || value > max )
+        fail( option + ": \"" + text + "\" is not a whole number from " + std::to_string( min ) + " to " +
+              std::to_string( max ) );
+    return value;
 }
 
 double parseSeconds( const std::string &option, const std::string &text )

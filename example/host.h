@@ -9,10 +9,6 @@
 #include <functional>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace host {
 
 /// Aborts the program's task. `run` then prints "program: message" and returns exit status 1.
@@ -27,15 +23,26 @@ void warn( const std::string &message );
 /// If a signal has asked the program to stop, aborts its task and discards unfinished output.
 void stopIfInterrupted();
 
-/// Adds --version, parses the command line, and runs `task` between start-up and shut-down of the library. Prints
-/// errors to standard error. Returns the exit status: 0, or 1 for any failure.
-int run( CLI::App &app, int argc, char **argv, const std::function<void()> &task );
+/// Sets the name of the program for messages, and opens the standard streams that the caller has closed.
+void prepareProgram( const std::string &name );
+
+/// Runs `task` and prints an error to standard error. Returns the exit status: 0, or 1 for any failure.
+int reportErrors( const std::function<void()> &task );
+
+/// Like `reportErrors`, between start-up and shut-down of the library. Signals end the task.
+int runTask( const std::function<void()> &task );
+
+/// Returns the version of the library.
+std::string libraryVersion();
 
 /// Converts ASCII letters to lower case.
 std::string lower( std::string text );
 
 /// Parses a decimal number. Returns false if the text is not a number.
 bool parseNumber( const std::string &text, double &value );
+
+/// Parses a whole number from `min` to `max`. Fails with a message about `option` if the text is not such a number.
+int64_t parseWhole( const std::string &option, const std::string &text, int64_t min, int64_t max );
 
 /// Parses a time in seconds. Fails with a message about `option` if the text is not a time.
 double parseSeconds( const std::string &option, const std::string &text );

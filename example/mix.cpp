@@ -5,11 +5,10 @@
 // output.
 
 #include "audio_file.h"
+#include "command_line.h"
 #include "progress.h"
 #include "report.h"
 #include "resampler.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -19,45 +18,47 @@
 using namespace host;
 
 struct Options {
-    std::string output, encoding = "int16", container, quality = "fast";
+    std::string output, encoding = "int16", container, quality = "medium";
     std::vector<std::string> inputs;
     bool strict = false;
     std::optional<int64_t> rate, channels;
     std::optional<bool> progress;
 };
 
-static void addOptions( CLI::App &app, Options &options )
+static const char footer[] = "To change the level of an input, append \",level=DB\" to its name; to start it\n"
+                             "later, append \",at=SECONDS\". The output ends when the last input ends.\n"
+                             "\n"
+                             "If an input has fewer channels than the output, each additional channel\n"
+                             "receives the mean of its channels. If it has more, every output channel\n"
+                             "receives the mean of its channels. Samples are added as 32-bit floats. Sums\n"
+                             "that exceed full scale are clipped if the output encoding requires it; the\n"
+                             "summary shows the peak before clipping.\n"
+                             "\n"
+                             "  mix call.wav caller.wav callee.wav\n"
+                             "  mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
+                             "  mix all.au a.wav,level=-6 b.wav,at=0.75 --rate 8000 --encoding alaw\n"
+                             "  transcode line.raw - --raw --input-encoding alaw --rate 8000 |\n"
+                             "            mix both.wav - b.wav";
+
+static void addOptions( CommandLine &line, Options &options )
 {
-    app.name( "mix" );
-    app.footer(
-        "To change the level of an input, append \",level=DB\" to its name; to start it later, append\n"
-        "\",at=SECONDS\". The output ends when the last input ends.\n"
-        "\n"
-        "If an input has fewer channels than the output, each additional channel receives the mean of its\n"
-        "channels. If it has more, every output channel receives the mean of its channels. Samples are added as\n"
-        "32-bit floats. Sums that exceed full scale are clipped if the output encoding requires it; the summary\n"
-        "shows the peak before clipping.\n"
-        "\n"
-        "  mix call.wav caller.wav callee.wav\n"
-        "  mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
-        "  mix all.au a.wav,level=-6 b.wav,level=-6,at=0.75 --rate 8000 --channels 1 --encoding alaw\n"
-        "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000 && mix both.wav line.wav b.wav" );
-    app.add_option(
-           "OUTPUT", options.output, "output file; its extension selects the container; \"-\" is standard output" )
-        ->required();
-    app.add_option(
-           "INPUT", options.inputs, "input files, optionally with a level and a start time; \"-\" is standard input" )
-        ->required();
-    app.add_option( "--container", options.container, "container of the output (default: by its extension)" );
-    app.add_option( "--rate", options.rate, "sample rate of the output in Hz (default: highest rate of the inputs)" )
-        ->check( CLI::Range( int64_t( 1 ), maxRate ) );
-    app.add_option( "--channels", options.channels, "channels of the output (default: most channels of the inputs)" )
-        ->check( CLI::Range( int64_t( 1 ), maxChannels ) );
-    app.add_option( "--encoding", options.encoding, "encoding of the output (default: int16)" );
-    app.add_option( "--quality", options.quality,
-        "quality of rate conversion: best, medium, fast, hold or linear (default: fast)" );
-    app.add_flag( "--strict", options.strict, "fail if an input is truncated" );
-    addProgressOption( app, options.progress, "output" );
+    line.addArgument(
+        "OUTPUT", options.output, "output file; its extension selects the container; \"-\" is standard output" );
+    line.addArguments( "INPUT...", options.inputs, 1,
+        "input files, optionally with a level and a start time; \"-\" is standard input" );
+    line.beginGroup( "Output" );
+    line.addOption( "--container", "NAME", options.container, "container of the output (default: by its extension)" );
+    line.addOption( "--encoding", "NAME", options.encoding, "encoding of the output (default: int16)" );
+    line.addOption(
+        "--rate", "HZ", options.rate, maxRate, "sample rate of the output (default: highest rate of the inputs)" );
+    line.addOption( "--channels", "N", options.channels, maxChannels,
+        "channels of the output (default: most channels of the inputs)" );
+    line.beginGroup( "Conversion" );
+    line.addOption(
+        "--quality", "NAME", options.quality, "quality of rate conversion, see the table below (default: medium)" );
+    line.addFlag( "--strict", options.strict, "fail if an input is truncated" );
+    line.beginGroup( "Reports" );
+    line.addProgressFlags( options.progress, "output" );
 }
 
 // An INPUT argument.
@@ -230,8 +231,8 @@ static void mix( const Options &options )
 
 int main( int argc, char **argv )
 {
-    CLI::App app( "Mixes recordings of any rates, channels and encodings into one." );
+    CommandLine line( "mix", "Mixes recordings of any rates, channels and encodings into one.", footer );
     Options options;
-    addOptions( app, options );
-    return run( app, argc, argv, [&] { mix( options ); } );
+    addOptions( line, options );
+    return line.run( argc, argv, [&] { mix( options ); } );
 }

@@ -14,22 +14,25 @@ namespace host {
 static std::string resolveLinks( std::filesystem::path path )
 {
     std::error_code error;
-    for ( int links = 0; std::filesystem::is_symlink( path, error ); ++links ) {
-        if ( links == 40 ) failWithErrno( "cannot open " + path.string(), ELOOP );
+    constexpr int maxLinks = 40; // as in the kernel
+    for ( int links = 0; links < maxLinks && std::filesystem::is_symlink( path, error ); ++links )
         path = path.parent_path() / std::filesystem::read_symlink( path, error );
-    }
     const std::filesystem::path resolved =
         std::filesystem::weakly_canonical( std::filesystem::absolute( path ), error );
     return error ? path.string() : resolved.string();
 }
 
+std::string fileIdentity( const std::string &path )
+{
+    struct stat info;
+    return stat( path.c_str(), &info ) ? resolveLinks( path )
+                                       : std::to_string( info.st_dev ) + ":" + std::to_string( info.st_ino );
+}
+
 bool isSameFile( const std::string &path1, const std::string &path2 )
 {
-    struct stat info1, info2;
-    if ( path1 == standardStream || path2 == standardStream ) return false;
-    const bool exists1 = !stat( path1.c_str(), &info1 ), exists2 = !stat( path2.c_str(), &info2 );
-    if ( exists1 && exists2 ) return info1.st_dev == info2.st_dev && info1.st_ino == info2.st_ino;
-    return !exists1 && !exists2 && !path1.empty() && !path2.empty() && resolveLinks( path1 ) == resolveLinks( path2 );
+    if ( path1 == standardStream || path2 == standardStream || path1.empty() || path2.empty() ) return false;
+    return fileIdentity( path1 ) == fileIdentity( path2 );
 }
 
 bool isSpecialFile( const std::string &path )

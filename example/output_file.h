@@ -7,6 +7,9 @@
 
 namespace host {
 
+/// Returns a text that is the same for all paths that lead to the same file. The file need not exist.
+std::string fileIdentity( const std::string &path );
+
 /// Returns whether two paths lead to the same file, directly or through links. The file need not exist.
 bool isSameFile( const std::string &path1, const std::string &path2 );
 

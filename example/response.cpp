@@ -1,10 +1,10 @@
 // Measures and plots the magnitude and phase response of an FIR filter: passes an impulse through pcm::Filter and
 // computes the Fourier transform of the output.
 
+#include "audio_file.h"
+#include "command_line.h"
 #include "gnuplot.h"
 #include "report.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -35,29 +35,31 @@ struct FilterSpec {
     int64_t cutoff; // the frequency to mark, or 0 for none
 };
 
-static void addOptions( CLI::App &app, Options &options )
+static const char footer[] = "Filter types are LOWPASS_4000_AT_16000, LOWPASS_4000_AT_24000,\n"
+                             "LOWPASS_4000_AT_48000, LOWPASS_6000_AT_24000, LOWPASS_6000_AT_48000,\n"
+                             "LOWPASS_8000_AT_48000 and LOWPASS_12000_AT_48000. The numbers are the cut-off\n"
+                             "frequency and the sample rate in Hz.\n"
+                             "\n"
+                             "A tap file contains one number per line. Text after a # is ignored.\n"
+                             "\n"
+                             "The image is drawn by gnuplot, which must be installed.\n"
+                             "\n"
+                             "  response LOWPASS_4000_AT_16000\n"
+                             "  response LOWPASS_4000_AT_16000 lowpass.svg --script lowpass.gp\n"
+                             "  response --taps mean.txt mean.png --rate 8000 --cutoff 2000";
+
+static void addOptions( CommandLine &line, Options &options )
 {
-    app.name( "response" );
-    app.footer( "Filter types are LOWPASS_4000_AT_16000, LOWPASS_4000_AT_24000, LOWPASS_4000_AT_48000,\n"
-                "LOWPASS_6000_AT_24000, LOWPASS_6000_AT_48000, LOWPASS_8000_AT_48000 and LOWPASS_12000_AT_48000.\n"
-                "The numbers are the cut-off frequency and the sample rate in Hz.\n"
-                "\n"
-                "A tap file contains one number per line. Text after a # is ignored.\n"
-                "\n"
-                "The image is drawn by gnuplot, which must be installed.\n"
-                "\n"
-                "  response LOWPASS_4000_AT_16000\n"
-                "  response LOWPASS_4000_AT_16000 lowpass.svg --script lowpass.gp\n"
-                "  response --taps mean.txt mean.png --rate 8000 --cutoff 2000" );
-    app.add_option( "TYPE", options.type, "type of a built-in filter; cannot be combined with --taps" );
-    app.add_option( "OUTPUT", options.output, "image of the response, .svg or .png" );
-    CLI::Option *taps = app.add_option( "--taps", options.tapFile, "tap file to use instead of a built-in filter" );
-    CLI::Range rates( int64_t( 1 ), maxRate );
-    app.add_option( "--rate", options.rate, "sample rate of the tap file in Hz (default: 48000)" )
-        ->needs( taps )
-        ->check( rates );
-    app.add_option( "--cutoff", options.cutoff, "frequency to mark, in Hz" )->needs( taps )->check( rates );
-    app.add_option( "--script", options.script, "file in which to save the gnuplot script, data included" );
+    line.addArgument( "TYPE", options.type, "type of a built-in filter; cannot be combined with --taps", false );
+    line.addArgument( "OUTPUT", options.output, "image of the response, .svg or .png", false );
+    line.beginGroup( "Filter" );
+    line.addOption( "--taps", "FILE", options.tapFile, "tap file to use instead of a built-in filter" );
+    line.addOption( "--rate", "HZ", options.rate, maxRate, "sample rate of the tap file (default: 48000)" );
+    line.addOption( "--cutoff", "HZ", options.cutoff, maxRate, "frequency to mark" );
+    line.require( "--rate", "--taps" );
+    line.require( "--cutoff", "--taps" );
+    line.beginGroup( "Output" );
+    line.addOption( "--script", "FILE", options.script, "file in which to save the gnuplot script, data included" );
 }
 
 static std::string tapCountText( const Taps &taps )
@@ -99,9 +101,11 @@ static Taps readTaps( const std::string &path )
     int64_t lineNumber = 0;
     for ( std::string line; std::getline( file, line ); ) {
         std::string location = path + ", line " + std::to_string( ++lineNumber );
-        line = CLI::detail::trim_copy( line.substr( 0, line.find( '#' ) ) );
-        if ( line.empty() ) continue;
-        taps.push_back( parseTap( location, line ) );
+        line.resize( std::min( line.find( '#' ), line.size() ) );
+        const size_t begin = line.find_first_not_of( " \t\r" );
+        if ( begin == line.npos ) continue;
+        const size_t end = line.find_last_not_of( " \t\r" ) + 1;
+        taps.push_back( parseTap( location, line.substr( begin, end - begin ) ) );
         if ( taps.size() > maxTaps ) fail( location + ": more than " + std::to_string( maxTaps ) + " taps" );
     }
     if ( taps.empty() ) fail( "cannot read " + path + ": it contains no taps" );
@@ -272,8 +276,8 @@ static void measureResponse( Options options )
 
 int main( int argc, char **argv )
 {
-    CLI::App app( "Measures and plots the magnitude and phase response of an FIR filter." );
+    CommandLine line( "response", "Measures and plots the magnitude and phase response of an FIR filter.", footer );
     Options options;
-    addOptions( app, options );
-    return run( app, argc, argv, [&] { measureResponse( options ); } );
+    addOptions( line, options );
+    return line.run( argc, argv, [&] { measureResponse( options ); } );
 }

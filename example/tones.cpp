@@ -3,11 +3,10 @@
 // pcm::Tone, DualTone and ModulatedTone generate the tones in packets of 20 ms, and pcm::silence the pauses.
 
 #include "audio_file.h"
+#include "command_line.h"
 #include "national_tones.h"
 #include "report.h"
 #include "resampler.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -18,8 +17,8 @@ using namespace host;
 
 struct Options {
     std::string output, encoding = "int16", container, level = "-10", duration = "10", on = "0.1", off = "0.1";
-    std::string country, digits;
-    int64_t rate = 8000, carrier = 0, modulation = 0;
+    std::string country, digits, carrier, modulation;
+    std::optional<int64_t> rate;
 };
 
 static std::string countryNames()
@@ -163,7 +162,9 @@ static Sequence selectSequence( const Options &options, const std::string &subco
 {
     if ( subcommand == "dtmf" ) return digitSequence( options );
     if ( subcommand == "am" )
-        return signalSequence( options, { modulated( options.carrier, options.modulation ), {} } );
+        return signalSequence( options, { modulated( parseWhole( "CARRIER", options.carrier, 1, maxRate ),
+                                              parseWhole( "MODULATION", options.modulation, 1, maxRate ) ),
+                                            {} } );
     const Country &country = findCountry( options.country );
     return signalSequence( options, subcommand == "dial"   ? country.dial
                                     : subcommand == "busy" ? country.busy
@@ -173,7 +174,7 @@ static Sequence selectSequence( const Options &options, const std::string &subco
 static void writeTones( const Options &options, const std::string &subcommand )
 {
     Sequence sequence = selectSequence( options, subcommand );
-    AudioFormat format = { parseEncoding( options.encoding ), options.rate, 1 };
+    AudioFormat format = { parseEncoding( options.encoding ), options.rate.value_or( 8000 ), 1 };
     double level = parseLevel( "--level", options.level, 0 ), frames = sequence.duration * double( format.rate );
     AudioWriter writer( options.output, selectContainer( options.output, options.container ), format );
     writer.checkSpace( frames * double( format.encoding.sizeofSample() ) );
@@ -186,61 +187,61 @@ static void writeTones( const Options &options, const std::string &subcommand )
             options.output );
 }
 
-static CLI::App *addSubcommand( CLI::App &app, Options &options, const char *name, const char *description )
+static std::string footer()
 {
-    CLI::App *subcommand = app.add_subcommand( name, description );
-    subcommand->add_option( "--rate", options.rate, "sample rate in Hz (default: 8000)" )
-        ->check( CLI::Range( int64_t( 1 ), maxRate ) );
-    subcommand->add_option( "--level", options.level, "peak level in dB relative to full scale (default: -10)" );
-    subcommand->add_option( "--encoding", options.encoding, "encoding (default: int16)" );
-    subcommand->add_option( "--container", options.container, "container (default: by the extension of the output)" );
-    return subcommand;
+    return "  tones dial france dial.wav\n"
+           "  tones ringback uk ring.wav --seconds 12 --rate 16000\n"
+           "  tones dtmf \"0123456789*#ABCD\" keys.wav --on 0.06 --off 0.04 --encoding alaw\n"
+           "  tones am 1000 10 pulsing.wav --level -3\n"
+           "\n"
+           "Run a subcommand with --help to list its options, for example:\n"
+           "  tones dial --help";
 }
 
-static void addOptions( CLI::App &app, Options &options )
+static void addCommonOptions( CommandLine &line, Options &options )
 {
-    app.name( "tones" );
-    app.require_subcommand( 1 );
-    app.footer( "Countries are " + countryNames() +
-                ".\n\n"
-                "  tones dial france dial.wav\n"
-                "  tones ringback uk ring.wav --seconds 12 --rate 16000\n"
-                "  tones dtmf \"0123456789*#ABCD\" keys.wav --on 0.06 --off 0.04 --encoding alaw\n"
-                "  tones am 1000 10 pulsing.wav --level -3\n"
-                "\n"
-                "Run a subcommand with --help to list its options, for example: tones dial --help" );
-    CLI::Range frequencies( int64_t( 1 ), maxRate );
-    std::vector<CLI::App *> withDuration;
-    for ( auto [name, description] :
+    line.addArgument(
+        "OUTPUT", options.output, "output file; its extension selects the container; \"-\" is standard output" );
+    line.beginGroup( "Output" );
+    line.addOption( "--container", "NAME", options.container, "container (default: by the extension of the output)" );
+    line.addOption( "--encoding", "NAME", options.encoding, "encoding (default: int16)" );
+    line.addOption( "--rate", "HZ", options.rate, maxRate, "sample rate (default: 8000)" );
+    line.addOption( "--level", "DB", options.level, "peak level relative to full scale (default: -10)" );
+    line.beginGroup( "Timing" );
+}
+
+static void addDuration( CommandLine &line, Options &options )
+{
+    line.addOption( "--seconds", "SECONDS", options.duration, "duration (default: 10)" );
+}
+
+static void addOptions( CommandLine &line, Options &options )
+{
+    for ( auto [name, purpose] :
         { std::pair( "dial", "dial tone of a country" ), std::pair( "busy", "busy tone of a country" ),
             std::pair( "ringback", "ring-back tone of a country, which a caller hears while the phone rings" ) } ) {
-        withDuration.push_back( addSubcommand( app, options, name, description ) );
-        withDuration.back()->add_option( "COUNTRY", options.country, "one of " + countryNames() )->required();
+        CommandLine &national = line.addSubcommand( name, purpose );
+        national.addArgument( "COUNTRY", options.country, "one of " + countryNames() );
+        addCommonOptions( national, options );
+        addDuration( national, options );
     }
-    CLI::App *am = addSubcommand( app, options, "am",
-        "product of two tones: CARRIER - MODULATION Hz and CARRIER + MODULATION Hz at half the amplitude" );
-    am->add_option( "CARRIER", options.carrier, "carrier frequency in Hz" )->required()->check( frequencies );
-    am->add_option( "MODULATION", options.modulation, "modulation frequency in Hz" )
-        ->required()
-        ->check( frequencies );
-    withDuration.push_back( am );
-    for ( CLI::App *subcommand : withDuration )
-        subcommand->add_option( "--seconds", options.duration, "duration in seconds (default: 10)" );
-    CLI::App *dtmf = addSubcommand( app, options, "dtmf", "DTMF tones of a sequence of digits" );
-    dtmf->add_option( "DIGITS", options.digits, "digits: 0 to 9, *, # and A to D" )->required();
-    dtmf->add_option( "--on", options.on, "duration of each digit in seconds (default: 0.1)" );
-    dtmf->add_option( "--off", options.off, "duration of the pause after each digit in seconds (default: 0.1)" );
-    for ( CLI::App *subcommand : app.get_subcommands( {} ) )
-        subcommand
-            ->add_option( "OUTPUT", options.output,
-                "output file; its extension selects the container; \"-\" is standard output" )
-            ->required();
+    CommandLine &am = line.addSubcommand(
+        "am", "product of two tones: CARRIER - MODULATION Hz and CARRIER + MODULATION Hz at half the amplitude" );
+    am.addArgument( "CARRIER", options.carrier, "carrier frequency in Hz" );
+    am.addArgument( "MODULATION", options.modulation, "modulation frequency in Hz" );
+    addCommonOptions( am, options );
+    addDuration( am, options );
+    CommandLine &dtmf = line.addSubcommand( "dtmf", "DTMF tones of a sequence of digits" );
+    dtmf.addArgument( "DIGITS", options.digits, "digits: 0 to 9, *, # and A to D" );
+    addCommonOptions( dtmf, options );
+    dtmf.addOption( "--on", "SECONDS", options.on, "duration of each digit (default: 0.1)" );
+    dtmf.addOption( "--off", "SECONDS", options.off, "duration of the pause after each digit (default: 0.1)" );
 }
 
 int main( int argc, char **argv )
 {
-    CLI::App app( "Writes the tones of telephone networks." );
+    CommandLine line( "tones", "Writes the tones of telephone networks.", footer() );
     Options options;
-    addOptions( app, options );
-    return run( app, argc, argv, [&] { writeTones( options, app.get_subcommands().front()->get_name() ); } );
+    addOptions( line, options );
+    return line.run( argc, argv, [&] { writeTones( options, line.selectedSubcommand() ); } );
 }

@@ -1,87 +1,100 @@
-// Converts a recording, or a part of it, to another container, encoding, sample rate and level.
+// Converts recordings, or a part of one, to another container, encoding, sample rate, channel count and level.
 //
-// Data flow: encoded bytes of the input -> Packet::tryDecode -> Packet::delLeading and delTrailing -> Src::write ->
-// Src::gather -> Packet::adjustLevel -> Packet::encode -> encoded bytes of the output, in packets of 20 ms.
+// Data flow: encoded bytes of the input -> Packet::tryDecode -> Packet::delLeading and delTrailing -> channel
+// selection and Packet::expandWithDownmix -> Src::write -> Src::gather -> Packet::adjustLevel -> Packet::encode ->
+// encoded bytes of the output, in packets of 20 ms.
 
 #include "audio_file.h"
+#include "command_line.h"
 #include "plot.h"
 #include "progress.h"
 #include "report.h"
 #include "resampler.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <map>
+#include <mutex>
 #include <optional>
+#include <thread>
 
 using namespace host;
 
 struct Options {
-    std::string input, output, encoding, inputEncoding, container, range, plot, quality = "fast";
-    std::optional<int64_t> rate, inputRate;
-    bool strict = false;
-    int64_t channels = 1;
-    double level = 0;
-    bool raw = false;
+    std::vector<std::string> files;
+    std::string directory, encoding, inputEncoding, container, range, plot, select, level = "0", quality = "medium";
+    std::optional<int64_t> rate, inputRate, channels, inputChannels;
+    bool strict = false, raw = false, round = false, dither = false;
     std::optional<bool> progress;
 };
 
-static void addOptions( CLI::App &app, Options &options )
+static const char footer[] = "Containers are wav, au, aiff, w64, rf64, caf and raw (no header). By default,\n"
+                             "the output has the rate, the channels and the encoding of the input, or the\n"
+                             "closest encoding that its container supports.\n"
+                             "\n"
+                             "Encodings are int8, uint8, int16, int24, int32, float32, alaw and mulaw, in the\n"
+                             "byte order of the container, or any combination of encoding flags. Headerless\n"
+                             "files support all encodings, other containers only some.\n"
+                             "\n"
+                             "All samples are converted to 32-bit floats, even if the encoding does not\n"
+                             "change, so only 24 bits of int32 samples are preserved. Integers are truncated\n"
+                             "unless --round or --dither is given.\n"
+                             "\n"
+                             "  transcode call.wav call.au --encoding mulaw\n"
+                             "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
+                             "  transcode line.raw speech.wav --raw --input-encoding alaw \\\n"
+                             "            --input-rate 8000 --rate 16000\n"
+                             "  transcode *.wav --to-directory out --encoding alaw --rate 8000 --channels 1\n"
+                             "  ffmpeg -i speech.mkv -f wav - | transcode - - --rate 16000 | aplay\n"
+                             "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
+                             "  transcode speech.wav narrow.wav --rate 8000 --encoding mulaw --plot narrow.svg\n"
+                             "  transcode speech.wav speech.raw \\\n"
+                             "            --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"";
+
+static void addOptions( CommandLine &line, Options &options )
 {
-    app.name( "transcode" );
-    app.footer(
-        "Containers are wav, au, aiff, w64, rf64, caf and raw (no header). By default, the output has the rate\n"
-        "and the encoding of the input, or the closest encoding that its container supports.\n"
-        "\n"
-        "Encodings are int8, uint8, int16, int24, int32, float32, alaw and mulaw, in the byte order of the\n"
-        "container, or any combination of encoding flags. Headerless files support all encodings, other\n"
-        "containers only some.\n"
-        "\n"
-        "All samples are converted to 32-bit floats, even if the encoding does not change, so only 24 bits of\n"
-        "int32 samples are preserved.\n"
-        "\n"
-        "  transcode call.wav call.au --encoding mulaw\n"
-        "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
-        "  transcode line.raw speech.wav --raw --input-encoding alaw --input-rate 8000 --rate 16000\n"
-        "  ffmpeg -i speech.mkv -f wav - | transcode - - --rate 16000 | aplay\n"
-        "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
-        "  transcode speech.wav narrow.wav --rate 8000 --encoding mulaw --plot narrow.svg\n"
-        "  transcode speech.wav speech.raw --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"" );
-    app.add_option( "INPUT", options.input,
-           "input file: WAV, AU, AIFF, W64, RF64, CAF, FLAC, Ogg, MP3 ...; \"-\" is standard input" )
-        ->required();
-    app.add_option(
-           "OUTPUT", options.output, "output file; its extension selects the container; \"-\" is standard output" )
-        ->required();
-    app.add_option( "--container", options.container, "container of the output (default: by its extension)" );
-    CLI::Range rates( int64_t( 1 ), maxRate );
-    app.add_option( "--rate", options.rate,
-           "sample rate of the output in Hz; with --raw and without --input-rate, also of the input" )
-        ->check( rates );
-    app.add_option( "--quality", options.quality,
-        "quality of rate conversion: best, medium, fast, hold or linear (default: fast)" );
-    app.add_option( "--encoding", options.encoding, "encoding of the output (default: that of the input)" );
-    app.add_option( "--level", options.level, "change of level in dB; negative values attenuate" )
-        ->check( CLI::Range( -200.0, 200.0 ) );
-    app.add_option( "--seconds-at", options.range,
-        "FROM:TO, the part of the input to convert, in seconds; FROM or TO may be omitted" );
-    app.add_flag( "--strict", options.strict, "fail if the input is truncated" );
-    CLI::Option *raw = app.add_flag( "--raw", options.raw, "the input has no header" );
-    CLI::Option *encoding =
-        app.add_option( "--input-encoding", options.inputEncoding, "encoding of headerless input" )->needs( raw );
-    raw->needs( encoding );
-    app.add_option( "--input-rate", options.inputRate, "sample rate of headerless input in Hz" )
-        ->needs( raw )
-        ->check( rates );
-    app.add_option( "--channels", options.channels, "channels of headerless input (default: 1)" )
-        ->needs( raw )
-        ->check( CLI::Range( int64_t( 1 ), maxChannels ) );
-    app.add_option(
-        "--plot", options.plot, "SVG file for plots of the level and spectrum of input and output, side by side" );
-    addProgressOption( app, options.progress, "input" );
+    line.addArguments( "INPUT... OUTPUT", options.files, 1,
+        "input file (WAV, AU, AIFF, W64, RF64, CAF, FLAC, Ogg, MP3 ...) and output file, whose extension selects the "
+        "container; \"-\" is standard input or output; with --to-directory, only input files" );
+    line.beginGroup( "Output" );
+    line.addOption( "--to-directory", "DIRECTORY", options.directory,
+        "convert any number of inputs to files of the same name in this directory; a file that fails does not stop "
+        "the others" );
+    line.addOption( "--container", "NAME", options.container, "container of the output (default: by its extension)" );
+    line.addOption( "--encoding", "NAME", options.encoding, "encoding of the output (default: that of the input)" );
+    line.addOption( "--rate", "HZ", options.rate, maxRate,
+        "sample rate of the output; with --raw and without --input-rate, also of the input" );
+    line.addOption( "--channels", "N", options.channels, maxChannels,
+        "channels of the output: with fewer channels, each is the mean of all input channels; added channels are "
+        "that mean; with --raw and without --input-channels, also of the input" );
+    line.beginGroup( "Conversion" );
+    line.addOption( "--seconds-at", "FROM:TO", options.range,
+        "the part of the input to convert, in seconds; FROM or TO may be omitted" );
+    line.addOption( "--select", "C,C...", options.select,
+        "input channels to keep, in this order, counted from 0; --channels applies to the result" );
+    line.addOption(
+        "--quality", "NAME", options.quality, "quality of rate conversion, see the table below (default: medium)" );
+    line.addOption( "--level", "DB", options.level, "change of level; negative values attenuate" );
+    line.addFlag( "--round", options.round, "round to the nearest integer code instead of truncating" );
+    line.addFlag( "--dither", options.dither,
+        "round, and add triangular noise of up to one step, which turns distortion of quiet passages into noise" );
+    line.beginGroup( "Input" );
+    line.addFlag( "--strict", options.strict, "fail if the input is truncated" );
+    line.addFlag( "--raw", options.raw, "the input has no header" );
+    line.addOption( "--input-encoding", "NAME", options.inputEncoding, "encoding of headerless input" );
+    line.addOption( "--input-rate", "HZ", options.inputRate, maxRate, "sample rate of headerless input" );
+    line.addOption(
+        "--input-channels", "N", options.inputChannels, maxChannels, "channels of headerless input (default: 1)" );
+    for ( const char *name : { "--input-encoding", "--input-rate", "--input-channels" } )
+        line.require( name, "--raw" );
+    line.require( "--raw", "--input-encoding" );
+    line.beginGroup( "Reports" );
+    line.addOption( "--plot", "FILE", options.plot,
+        "SVG file for plots of the level and spectrum of input and output, side by side" );
+    line.addProgressFlags( options.progress, "input" );
 }
 
 // A range of frames of the input. `end` is exclusive.
@@ -135,19 +148,65 @@ private:
     int64_t position;
 };
 
+// Returns the channels that a list such as "0,2" selects, or none for an empty list.
+static std::vector<int64_t> parseSelection( const std::string &text, int64_t channels )
+{
+    std::vector<int64_t> selected;
+    for ( size_t begin = 0; begin < text.size(); ) {
+        const size_t end = std::min( text.find( ',', begin ), text.size() );
+        selected.push_back( parseWhole( "--select", text.substr( begin, end - begin ), 0, channels - 1 ) );
+        begin = end + 1;
+    }
+    return selected;
+}
+
+static void selectChannels( pcm::Packet &pkt, const std::vector<int64_t> &selected )
+{
+    const int64_t channels = int64_t( selected.size() ), frames = pkt.frames();
+    pcm::Packet dest( channels );
+    dest.setFrames( frames );
+    PCM_SAMPLE *block = dest.mutableBacking();
+    for ( int64_t c = 0; c < channels; ++c )
+        pcm::samples::copy( { block, c, channels }, { pkt.backing(), selected[c], pkt.channels() }, frames );
+    pkt = dest;
+}
+
+// Encoding truncates. Adds half a step of the integer codes, so that the result is rounded, and optionally the sum of
+// two uniform noises of up to half a step.
+static void addHalfStep( pcm::Packet &pkt, pcm::Encoding encoding, bool dither )
+{
+    const double step = std::exp2( 1 - 8 * double( encoding.base().sizeofSample() ) );
+    std::span<PCM_SAMPLE> samples = pkt.mutableSamples();
+    std::vector<PCM_SAMPLE> noise( dither ? samples.size() : 0 );
+    pcm::noise::gather( noise );
+    pcm::noise::gatherAdd( noise );
+    pcm::samples::scale( noise, step / 2 );
+    pcm::samples::add( samples.first( noise.size() ), noise );
+    for ( PCM_SAMPLE &sample : samples ) sample += PCM_SAMPLE( step / 2 );
+}
+
+// How the samples change, apart from their rate.
+struct Treatment {
+    std::vector<int64_t> selected; // the channels to keep, or none for all
+    double level;
+    bool round, dither;
+};
+
 // Takes packets of any length at the input rate and writes packets of 20 ms at the output rate.
 class Transcoder {
 public:
-    Transcoder( AudioWriter &writer, Resampler resampler, int64_t inRate, double level, Plot *plot )
+    Transcoder( AudioWriter &writer, Resampler resampler, int64_t inRate, Treatment treatment, Plot *plot )
         : writer( writer ), resampler( std::move( resampler ) ),
-          framesPerWrite( packetFrames( writer.format().rate, inRate, writer.format().channels ) ), level( level ),
-          plot( plot )
+          framesPerWrite( packetFrames( writer.format().rate, inRate, writer.format().channels ) ),
+          treatment( std::move( treatment ) ), plot( plot )
     {
     }
 
-    void write( const pcm::Packet &pkt )
+    void write( pcm::Packet pkt )
     {
         if ( plot ) plot->input.add( pkt );
+        if ( !treatment.selected.empty() ) selectChannels( pkt, treatment.selected );
+        pkt.expandWithDownmix( writer.format().channels );
         resampler.write( pkt );
         while ( resampler.available() >= framesPerWrite ) writePacket( framesPerWrite );
     }
@@ -168,9 +227,10 @@ private:
     void writePacket( int64_t frames )
     {
         pcm::Packet pkt = resampler.gather( frames );
-        if ( level != 0 ) pkt.adjustLevel( level );
+        if ( treatment.level != 0 ) pkt.adjustLevel( treatment.level );
         outputPeak = updatedPeak( outputPeak, pkt );
         AudioFormat format = writer.format();
+        if ( treatment.round || treatment.dither ) addHalfStep( pkt, format.encoding, treatment.dither );
         pcm::Buffer bytes = pkt.encode( format.encoding );
         if ( plot ) // plot what a reader of the file will decode
             if ( auto decoded = pcm::Packet::tryDecode( bytes, format.encoding, format.channels ) )
@@ -181,24 +241,27 @@ private:
     AudioWriter &writer;
     Resampler resampler;
     int64_t framesPerWrite;
-    double level;
+    Treatment treatment;
     Plot *plot; // or null
     float outputPeak = 0;
 };
 
-static AudioReader openInput( const Options &options )
+static AudioReader openInput( const Options &options, const std::string &path )
 {
-    if ( !options.raw ) return AudioReader( options.input );
+    if ( !options.raw ) return AudioReader( path );
     std::optional<int64_t> rate = options.inputRate ? options.inputRate : options.rate;
     if ( !rate ) fail( "--raw requires --input-rate, or --rate for both input and output" );
-    return { options.input, { parseEncoding( options.inputEncoding ), *rate, options.channels } };
+    const int64_t channels = options.inputChannels.value_or( options.channels.value_or( 1 ) );
+    return { path, { parseEncoding( options.inputEncoding ), *rate, channels } };
 }
 
 // Returns the requested encoding, or the one closest to that of the input that the container supports.
-static AudioFormat outputFormat( const Options &options, const AudioReader &reader, const Container &container )
+static AudioFormat outputFormat(
+    const Options &options, const AudioReader &reader, int64_t selectedChannels, const Container &container )
 {
+    const int64_t channels = selectedChannels ? selectedChannels : reader.format().channels;
     AudioFormat format = { reader.nearestEncoding(), options.rate.value_or( reader.format().rate ),
-        reader.format().channels };
+        options.channels.value_or( channels ) };
     if ( !options.encoding.empty() )
         format.encoding = parseEncoding( options.encoding );
     else if ( container.majorFormat ) {
@@ -208,78 +271,183 @@ static AudioFormat outputFormat( const Options &options, const AudioReader &read
     return format;
 }
 
-static void printReport(
-    const Options &options, const AudioReader &reader, const AudioWriter &writer, const Transcoder &transcoder )
+static bool isInteger( pcm::Encoding encoding )
 {
-    Report report( options.output );
-    report.printFile( "in", transcoder.framesRead(), reader.format(), reader.encodingDescription(), options.input );
-    report.printFile( "out", transcoder.framesWritten(), writer.format(), encodingName( writer.format().encoding ),
-        options.output );
+    static const pcm::Encoding integers[] = { pcm::Encoding::int8, pcm::Encoding::int16, pcm::Encoding::int24,
+        pcm::Encoding::int32 };
+    return std::find( std::begin( integers ), std::end( integers ), encoding.normalized().base() ) !=
+           std::end( integers );
+}
+
+static Treatment parseTreatment( const Options &options, const AudioFormat &in )
+{
+    return { parseSelection( options.select, in.channels ), parseLevel( "--level", options.level, 200 ),
+        options.round, options.dither };
+}
+
+static void printReport( const Report &report, const AudioReader &reader, const AudioWriter &writer,
+    const Transcoder &transcoder, const std::string &input, const std::string &output )
+{
+    report.printFile( "in", transcoder.framesRead(), reader.format(), reader.encodingDescription(), input );
+    report.printFile(
+        "out", transcoder.framesWritten(), writer.format(), encodingName( writer.format().encoding ), output );
     report.printPeak( transcoder.peak(), writer.format().encoding );
 }
 
-static void convert( Transcoder &transcoder, RangeReader source, Progress progress )
+static void convert( Transcoder &transcoder, RangeReader source, Progress *progress )
 {
-    for ( ; auto pkt = source.next(); progress.update( transcoder.framesRead(), transcoder.peak() ) ) {
+    while ( auto pkt = source.next() ) {
         stopIfInterrupted();
         transcoder.write( *pkt );
+        if ( progress ) progress->update( transcoder.framesRead(), transcoder.peak() );
     }
     transcoder.finish();
 }
 
-static void checkPlotPath( const Options &options )
+static void checkPlotPath( const std::string &plot, const std::string &input, const std::string &output )
 {
-    if ( isSameFile( options.input, options.plot ) || isSameFile( options.plot, options.output ) )
-        fail( "cannot write " + options.plot + ": --plot needs a file other than the input and the output" );
-    if ( lower( std::filesystem::path( options.plot ).extension() ) != ".svg" )
-        fail( "cannot write " + options.plot + ": the extension of a --plot file must be .svg" );
+    if ( isSameFile( input, plot ) || isSameFile( plot, output ) )
+        fail( "cannot write " + plot + ": --plot needs a file other than the input and the output" );
+    if ( lower( std::filesystem::path( plot ).extension() ) != ".svg" )
+        fail( "cannot write " + plot + ": the extension of a --plot file must be .svg" );
 }
 
-static void transcode( const Options &options )
+// Converts a file. Prints its progress and a report unless it is one of many. Returns the peak.
+static double transcode(
+    const Options &options, const std::string &input, const std::string &output, bool isOnlyFile )
 {
-    pcm::SrcType quality = parseQuality( options.quality );
-    const Container &container = selectContainer( options.output, options.container );
-    AudioReader reader = openInput( options );
+    const auto quality = parseQuality( options.quality );
+    const Container &container = selectContainer( output, options.container );
+    AudioReader reader = openInput( options, input );
     reader.checkLength( options.strict );
-    if ( isSameFile( options.input, options.output ) )
-        fail( "cannot write " + options.output + ": it is also the input" );
-    AudioFormat in = reader.format(), out = outputFormat( options, reader, container );
-    Resampler resampler( quality, in.rate, out.rate, in.channels );
-    if ( !std::isfinite( options.level ) ) fail( "--level: not a number" );
+    if ( isSameFile( input, output ) ) fail( "cannot write " + output + ": it is also the input" );
+    Treatment treatment = parseTreatment( options, reader.format() );
+    AudioFormat in = reader.format(),
+                out = outputFormat( options, reader, int64_t( treatment.selected.size() ), container );
+    if ( ( treatment.round || treatment.dither ) && !isInteger( out.encoding ) )
+        fail( "--round and --dither require an integer encoding, not " + encodingName( out.encoding ) );
+    Resampler resampler( quality, in.rate, out.rate, out.channels );
     FrameRange range = parseRange( options.range, in.rate );
     if ( range.begin > reader.frames() )
-        fail( "--seconds-at: \"" + options.range + "\" begins after the end of " + options.input );
+        fail( "--seconds-at: \"" + options.range + "\" begins after the end of " + input );
 
     std::optional<Plot> plot;
     if ( !options.plot.empty() ) {
-        checkPlotPath( options );
+        checkPlotPath( options.plot, input, output );
         plot.emplace( options.plot, in.rate, out.rate );
     }
 
-    AudioWriter writer( options.output, container, out );
-    Transcoder transcoder( writer, std::move( resampler ), in.rate, options.level, plot ? &*plot : nullptr );
+    AudioWriter writer( output, container, out );
+    Transcoder transcoder( writer, std::move( resampler ), in.rate, std::move( treatment ), plot ? &*plot : nullptr );
     int64_t total = std::min( range.end, reader.frames() );
     total = total == INT64_MAX ? -1 : total - range.begin; // the length of a damaged file can be unknown
     writer.checkSpace( double( total ) / double( in.rate ) * double( out.rate ) *
                        double( out.encoding.sizeofFrame( out.channels ) ) );
+    std::optional<Progress> progress;
+    if ( isOnlyFile ) progress.emplace( options.progress, total, in.rate );
     convert( transcoder, RangeReader( reader, range, packetFrames( in.rate, out.rate, in.channels ) ),
-        Progress( options.progress, total, in.rate ) );
+        progress ? &*progress : nullptr );
+    progress.reset();
     if ( transcoder.framesRead() < total ) {
-        const std::string message = options.input + " is damaged: " + std::to_string( transcoder.framesRead() ) +
-                                    " of " + std::to_string( total ) + " frames can be decoded";
+        const std::string message = input + " is damaged: " + std::to_string( transcoder.framesRead() ) + " of " +
+                                    std::to_string( total ) + " frames can be decoded";
         if ( options.strict ) fail( message );
         warn( message );
     }
     if ( plot ) plot->draw();
     writer.finish();
     if ( plot ) plot->finish();
-    printReport( options, reader, writer, transcoder );
+    if ( isOnlyFile ) printReport( Report( output ), reader, writer, transcoder, input, output );
+    return transcoder.peak();
+}
+
+struct Job {
+    std::string input, output;
+};
+
+// Returns the outputs of many inputs. Fails if an output would replace an input or another output.
+static std::vector<Job> planJobs( const Options &options )
+{
+    std::vector<Job> jobs;
+    std::map<std::string, std::string> users; // the input that uses a file, as input or output
+    for ( const std::string &input : options.files ) {
+        if ( input == standardStream ) fail( "\"-\" cannot be combined with --to-directory" );
+        users[fileIdentity( input )] = input;
+    }
+    for ( const std::string &input : options.files ) {
+        std::filesystem::path name = std::filesystem::path( input ).filename();
+        if ( !options.container.empty() )
+            name.replace_extension( options.container );
+        else if ( !hasContainer( input ) )
+            name.replace_extension( "wav" );
+        jobs.push_back( { input, ( options.directory / name ).string() } );
+        const auto [user, isNew] = users.emplace( fileIdentity( jobs.back().output ), input );
+        if ( !isNew )
+            fail( "cannot write " + jobs.back().output + " for " + input +
+                  ": it is also the input or the output of " + user->second );
+    }
+    return jobs;
+}
+
+// Converts many files with as many threads as the machine has processors.
+static void transcodeToDirectory( const Options &options )
+{
+    if ( !options.plot.empty() ) fail( "--plot cannot be combined with --to-directory" );
+    const std::vector<Job> jobs = planJobs( options );
+    std::error_code error;
+    std::filesystem::create_directories( options.directory, error );
+    if ( error ) failWithErrno( "cannot create " + options.directory, error.value() );
+
+    std::optional<Progress> progress( std::in_place, options.progress, int64_t( jobs.size() ) );
+    std::mutex mutex;
+    std::vector<std::string> failures;
+    int64_t doneFiles = 0;
+    double peak = 0;
+    std::atomic<size_t> next = 0;
+    const auto work = [&] {
+        for ( size_t index; ( index = next++ ) < jobs.size(); ) {
+            const Job &job = jobs[index];
+            std::string failure;
+            double filePeak = 0;
+            try {
+                filePeak = transcode( options, job.input, job.output, false );
+            } catch ( const std::exception &error ) {
+                failure = error.what();
+                if ( failure.find( job.input ) == failure.npos ) failure = job.input + ": " + failure;
+            } catch ( ... ) { // interrupted by a signal
+                next = jobs.size();
+                return;
+            }
+            const std::lock_guard lock( mutex );
+            if ( !failure.empty() ) failures.push_back( failure );
+            peak = std::max( peak, filePeak );
+            progress->update( ++doneFiles, peak );
+        }
+    };
+    std::vector<std::thread> threads;
+    for ( size_t count = std::clamp<size_t>( std::thread::hardware_concurrency(), 1, jobs.size() ); count; --count )
+        threads.emplace_back( work );
+    for ( std::thread &thread : threads ) thread.join();
+    progress.reset();
+    stopIfInterrupted();
+    std::printf(
+        "%zu of %zu files converted to %s\n", jobs.size() - failures.size(), jobs.size(), options.directory.c_str() );
+    if ( failures.empty() ) return;
+    std::string list = std::to_string( failures.size() ) + " of " + std::to_string( jobs.size() ) + " files failed:";
+    for ( const std::string &failure : failures ) list += "\n  " + failure;
+    fail( list );
 }
 
 int main( int argc, char **argv )
 {
-    CLI::App app( "Converts a recording to another container, encoding, sample rate and level." );
+    CommandLine line(
+        "transcode", "Converts recordings to another container, encoding, sample rate and level.", footer );
     Options options;
-    addOptions( app, options );
-    return run( app, argc, argv, [&] { transcode( options ); } );
+    addOptions( line, options );
+    return line.run( argc, argv, [&] {
+        if ( !options.directory.empty() ) return transcodeToDirectory( options );
+        if ( options.files.size() < 2 ) fail( "OUTPUT is required" );
+        if ( options.files.size() > 2 ) fail( "more than one INPUT requires --to-directory" );
+        transcode( options, options.files[0], options.files[1], true );
+    } );
 }

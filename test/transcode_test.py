@@ -72,7 +72,17 @@ ERRORS = [
     error("other than the input", "--plot in.wav"),
     error("other than the input and the output", "--plot out.wav"),
     error("must be .svg", "--plot p.png"),
-    error("requires --raw", "--channels 2"),
+    error("requires --raw", "--input-channels 2"),
+    error('unknown option or extra argument "--bogus"', "--bogus"),
+    error("--rate: the value is missing", "--rate"),
+    error('--rate: "1e4" is not a whole number from 1 to 1000000000', "--rate 1e4"),
+    error('--select: "2" is not a whole number from 0 to 1', "--select 0,2"),
+    error("--round and --dither require an integer encoding, not alaw", "--round --encoding alaw"),
+    error("more than one INPUT requires --to-directory", output="out.wav out.wav"),
+    error("--plot cannot be combined", "--to-directory new --plot p.svg", output=""),
+    error("cannot write ./in.wav for in.wav: it is also the input", "--to-directory .", output=""),
+    error("new/in.wav for ./in.wav: it is also the input or the output of in.wav", "--to-directory new",
+          output="./in.wav"),
     error("--input-encoding", "--raw --rate 8000", input="odd.raw"),
     error("--input-rate", "--raw --input-encoding int8", input="odd.raw"),
     error("--channels", "--raw --rate 8000 --input-encoding int8 --channels 0", input="odd.raw"),
@@ -252,6 +262,56 @@ class Transcode(Test):
         self.assertIn("cannot write out.wav: File too large", done.stderr)
         self.ok("in.wav", "out.wav")
         self.assertEqual(os.stat("out.wav").st_mode & 0o777, 0o640)
+
+    def test_channels(self):
+        samples = self.random.choices(range(-99, 99), k=6 * 50)
+        write("in.raw", struct.pack("<300f", *samples))
+        for options, wanted in (
+            (["--select", "4"], lambda frame: frame[4:5]),
+            (["--select", "5,0,5"], lambda frame: [frame[5], frame[0], frame[5]]),
+            (["--channels", "1"], lambda frame: [sum(frame) / 6]),
+            (["--channels", "2"], lambda frame: [sum(frame) / 6] * 2),
+            (["--channels", "8"], lambda frame: frame + [sum(frame) / 6] * 2),
+            (["--select", "1,2", "--channels", "1"], lambda frame: [(frame[1] + frame[2]) / 2]),
+        ):
+            with self.subTest(options=options):
+                got = self.floats_("in.raw", *RAW, "float32", "--rate", 8000, "--input-channels", 6, *options)
+                model = [sample for i in range(0, 300, 6) for sample in wanted(samples[i:i + 6])]
+                self.assertEqual(len(got), len(model))
+                self.assertLess(max(abs(a - b) for a, b in zip(got, model)), 1e-4)
+
+    def test_rounding(self):
+        for encoding, bits in ("int8", 8), ("int16", 16), ("int24", 24):
+            steps = [self.random.randint(-400, 400) / 4 for _ in range(1000)] + [2 ** (bits - 1), -2 ** (bits - 1)]
+            write("in.raw", struct.pack("<1002f", *(step / 2 ** (bits - 1) for step in steps)))
+            for options, offset in ([], 0), (["--round"], .5):
+                with self.subTest(encoding=encoding, options=options):
+                    self.ok("in.raw", "out.raw", *RAW, "float32", "--rate", 8000, "--encoding", encoding, *options)
+                    codes = floats(sox(*soxRaw(encoding), "out.raw", *soxRaw("float32"), "-"))
+                    wanted = [min(math.floor(step + offset), 2 ** (bits - 1) - 1) for step in steps]
+                    self.assertEqual([code * 2 ** (bits - 1) for code in codes], wanted)
+        count = 200000
+        write("in.raw", struct.pack("<f", .3 / 32768) * count)
+        codes = self.bytes_("in.raw", *RAW, "float32", "--rate", 8000, "--encoding", "int16", "--dither")
+        codes = struct.unpack(f"<{count}h", codes)
+        mean = sum(codes) / count
+        self.assertEqual(set(codes), {-1, 0, 1})
+        self.assertAlmostEqual(mean, .3, delta=.01)
+        self.assertAlmostEqual(sum((code - mean) ** 2 for code in codes) / count, .25, delta=.01)  # 1/12 and 2/12
+
+    def test_many_files(self):
+        names = [f"{number}.wav" for number in range(9)]
+        for number, name in enumerate(names):
+            sox("-n", "-r", 16000, "-b", 16, name, "synth", .1 * (number + 1), "sine", 300)
+        os.rename("8.wav", "8.x")
+        write("3.wav", b"no audio")
+        done = self.run_(*names[:8], "8.x", "--to-directory", "new/out", "--encoding", "alaw", "--rate", 8000, "--progress")
+        self.assertEqual((done.returncode, done.stdout), (1, "8 of 9 files converted to new/out\n"))
+        self.assertRegex(done.stderr, r"(?s)100\.0 %.*\ntranscode: 1 of 9 files failed:\n  cannot read 3\.wav: [^\n]*\n$")
+        self.assertEqual(sorted(os.listdir("new/out")), [name for name in names if name != "3.wav"])
+        for name in "0.wav", "8.wav":
+            self.ok(name.replace("8.wav", "8.x"), "one.wav", "--encoding", "alaw", "--rate", 8000)
+            self.same(read("new/out/" + name), read("one.wav"))
 
     def test_truncated_input(self):
         write("in.raw", bytes(16000))
