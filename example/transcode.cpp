@@ -413,7 +413,7 @@ static void transcodeToDirectory( const Options &options )
                 filePeak = transcode( options, job.input, job.output, false );
             } catch ( const std::exception &error ) {
                 failure = error.what();
-                if ( failure.find( job.input ) == failure.npos ) failure = job.input + ": " + failure;
+                if ( failure.find( job.input ) == failure.npos ) failure.insert( 0, job.input + ": " );
             } catch ( ... ) { // interrupted by a signal
                 next = jobs.size();
                 return;
