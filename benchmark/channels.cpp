@@ -1,11 +1,15 @@
 // Operations on the channels and frames of packets, compared with plain loops whose channel counts are known to the
-// compiler and which allocate as much.
+// compiler, and with SSE2 code for one and two channels. Both allocate as much as the library.
 
 #include "jobs.h"
 #include "limit_packet.h"
 #include "registry.h"
 
 #include <cstring>
+
+#ifdef __SSE2__
+    #include <emmintrin.h>
+#endif
 
 /// Each item is one frame of the input.
 template <class Run> static void addRun( const std::string &job, int64_t frames, const char *implementation, Run run )
@@ -18,11 +22,30 @@ template <class Run> static void addRun( const std::string &job, int64_t frames,
     } );
 }
 
+/// `write` writes frames of `to` channels to a block, from the input.
+template <int64_t to, class Write>
+static void addAllocatingRun( const std::string &job, int64_t frames, const char *implementation, Write write )
+{
+    addRun( job, frames, implementation, [=] {
+        LimitPacket *pkt = LimitPacket::create( 0 );
+        auto *block = static_cast<float *>( std::malloc( size_t( frames * to ) * sizeof( float ) ) );
+        write( block, buffers.samples );
+        benchmark::DoNotOptimize( block );
+        std::free( block );
+        pkt->release();
+    } );
+}
+
+template <int64_t from, int64_t to> static std::string jobName( const std::string &name )
+{
+    return name + ' ' + std::to_string( from ) + " to " + std::to_string( to );
+}
+
 /// `ours` edits the packet at an address. `fill` writes frames of `to` channels from frames of `from` channels.
 template <int64_t from, int64_t to, class Ours, class Fill>
 static void addJobs( const std::string &name, Ours ours, Fill fill )
 {
-    const std::string job = name + ' ' + std::to_string( from ) + " to " + std::to_string( to );
+    const std::string job = jobName<from, to>( name );
     for ( int64_t frames : streamBlockSizes ) {
         PCM_PACKET *source = pcmPacketCreateFromSamplesCopy( buffers.samples, from, frames ); // never released
         addRun( job, frames, "ours", [=] {
@@ -30,16 +53,78 @@ static void addJobs( const std::string &name, Ours ours, Fill fill )
             ours( pkt );
             pcmPacketRelease( pkt );
         } );
-        addRun( job, frames, "naive", [=] {
-            LimitPacket *pkt = LimitPacket::create( 0 );
-            auto *block = static_cast<float *>( std::malloc( size_t( frames * to ) * sizeof( float ) ) );
-            for ( int64_t f = 0; f < frames; ++f ) fill( block + f * to, buffers.samples + f * from );
-            benchmark::DoNotOptimize( block );
-            std::free( block );
-            pkt->release();
+        addAllocatingRun<to>( job, frames, "naive", [=]( float *dest, const float *source ) {
+            for ( int64_t f = 0; f < frames; ++f ) fill( dest + f * to, source + f * from );
         } );
     }
 }
+
+#ifdef __SSE2__
+/// `step` converts 8 frames, of which all block sizes are multiples.
+template <int64_t from, int64_t to, class Step> static void addLimit( const std::string &name, Step step )
+{
+    for ( int64_t frames : streamBlockSizes )
+        addAllocatingRun<to>( jobName<from, to>( name ), frames, "limit", [=]( float *dest, const float *source ) {
+            for ( int64_t f = 0; f < frames; f += 8 ) step( dest + f * to, source + f * from );
+        } );
+}
+
+/// `second` returns the second channel of 4 frames.
+template <class Second> static auto oneToTwo( Second second )
+{
+    return [=]( float *dest, const float *source ) {
+        for ( int i = 0; i < 8; i += 4 ) {
+            const __m128 samples = _mm_loadu_ps( source + i ), other = second( samples );
+            _mm_storeu_ps( dest + 2 * i, _mm_unpacklo_ps( samples, other ) );
+            _mm_storeu_ps( dest + 2 * i + 4, _mm_unpackhi_ps( samples, other ) );
+        }
+    };
+}
+
+/// `combine` returns the output of 4 frames.
+template <class Combine> static auto twoToOne( Combine combine )
+{
+    return [=]( float *dest, const float *source ) {
+        for ( int i = 0; i < 8; i += 4 ) {
+            const __m128 low = _mm_loadu_ps( source + 2 * i ), high = _mm_loadu_ps( source + 2 * i + 4 );
+            _mm_storeu_ps( dest + i, combine( _mm_shuffle_ps( low, high, _MM_SHUFFLE( 2, 0, 2, 0 ) ),
+                                         _mm_shuffle_ps( low, high, _MM_SHUFFLE( 3, 1, 3, 1 ) ) ) );
+        }
+    };
+}
+
+static void addLimits()
+{
+    const auto same = oneToTwo( []( __m128 samples ) { return samples; } );
+    const auto zero = oneToTwo( []( __m128 ) { return _mm_setzero_ps(); } );
+    const auto first = twoToOne( []( __m128 left, __m128 ) { return left; } );
+    addLimit<1, 2>( "sum", same );
+    addLimit<1, 2>( "downmix", same );
+    addLimit<1, 2>( "expand", same );
+    addLimit<1, 2>( "set channels", zero );
+    addLimit<1, 2>( "extend x1", zero );
+    addLimit<2, 1>( "select", first );
+    addLimit<2, 1>( "reduce x1", first );
+    addLimit<2, 1>( "select upper", twoToOne( []( __m128, __m128 right ) { return right; } ) );
+    addLimit<2, 1>( "sum", twoToOne( []( __m128 left, __m128 right ) { return _mm_add_ps( left, right ); } ) );
+    addLimit<2, 1>( "downmix", twoToOne( []( __m128 left, __m128 right ) {
+        return _mm_mul_ps( _mm_add_ps( left, right ), _mm_set1_ps( 0.5f ) );
+    } ) );
+    addLimit<2, 4>( "extend x2", []( float *dest, const float *source ) {
+        const __m128 zeros = _mm_setzero_ps();
+        for ( int i = 0; i < 16; i += 4 ) {
+            const __m128 frames = _mm_loadu_ps( source + i );
+            _mm_storeu_ps( dest + 2 * i, _mm_movelh_ps( frames, zeros ) );
+            _mm_storeu_ps( dest + 2 * i + 4, _mm_movehl_ps( zeros, frames ) );
+        }
+    } );
+    addLimit<4, 2>( "reduce x2", []( float *dest, const float *source ) {
+        for ( int i = 0; i < 16; i += 4 )
+            _mm_storeu_ps(
+                dest + i, _mm_movelh_ps( _mm_loadu_ps( source + 2 * i ), _mm_loadu_ps( source + 2 * i + 4 ) ) );
+    } );
+}
+#endif
 
 /// Replaces a packet by a new one.
 static void replace( PCM_PACKET *&pkt, PCM_PACKET *fresh )
@@ -146,6 +231,9 @@ template <int64_t from, int64_t to> static void addWrite()
 
 void addChannels()
 {
+#ifdef __SSE2__
+    addLimits();
+#endif
     addSum<1, 2>();
     addSum<2, 1>();
     addSum<6, 2>();
@@ -160,6 +248,7 @@ void addChannels()
     addSelect<2, 1>();
     addSelect<2, 2>();
     addSelect<6, 3>();
+    addSelect<6, 0x24>();
     addSelect<6, 5>();
     addSelect<8, 0x3F>();
     addSetChannels<1, 2>();

@@ -6,6 +6,27 @@
 #include <cstring>
 #include <memory>
 
+/// Conversions of 20 ms between telephone rates.
+static constexpr struct {
+    const char *job;
+    int from, to;
+
+    int64_t framesIn() const { return from / 50; }
+    int64_t framesOut() const { return to / 50; }
+} telephoneRates[] = {
+    { "telephone 8 to 16 kHz", 8000, 16000 },
+    { "telephone 48 to 8 kHz", 48000, 8000 },
+};
+
+static constexpr struct {
+    const char *job;
+    int from, to;
+} downmixes[] = {
+    { "downmix 2 to 1", 2, 1 },
+    { "downmix 1 to 2", 1, 2 },
+    { "downmix 6 to 2", 6, 2 },
+};
+
 #ifdef BENCH_VOLK
     #include <volk/volk.h>
 
@@ -54,6 +75,28 @@ extern "C" {
     #include <libswresample/swresample.h>
 }
 
+struct StreamFormat {
+    AVSampleFormat format;
+    int channels, rate;
+};
+
+/// Returns a function of destination, its size, source and number of frames.
+static auto createSwr( StreamFormat to, StreamFormat from )
+{
+    AVChannelLayout toLayout, fromLayout;
+    av_channel_layout_default( &toLayout, to.channels );
+    av_channel_layout_default( &fromLayout, from.channels );
+    SwrContext *context = nullptr;
+    swr_alloc_set_opts2( &context, &toLayout, to.format, to.rate, &fromLayout, from.format, from.rate, 0, nullptr );
+    swr_init( context );
+    std::shared_ptr<SwrContext> swr( context, []( SwrContext *released ) { swr_free( &released ); } );
+    return [=]( void *dest, int64_t maxFrames, const void *source, int64_t frames ) {
+        auto *out = static_cast<uint8_t *>( dest );
+        auto *in = static_cast<const uint8_t *>( source );
+        swr_convert( swr.get(), &out, int( maxFrames ), &in, int( frames ) );
+    };
+}
+
 static void addFfmpeg()
 {
     constexpr struct {
@@ -68,38 +111,27 @@ static void addFfmpeg()
     for ( auto format : formats )
         for ( bool decoding : { true, false } )
             addPreparedConversion( Conversion{ format.encoding, decoding }, "FFmpeg", [=]( int64_t ) {
-                AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
-                AVSampleFormat from = decoding ? format.format : AV_SAMPLE_FMT_FLT;
-                AVSampleFormat to = decoding ? AV_SAMPLE_FMT_FLT : format.format;
-                SwrContext *context = nullptr;
-                swr_alloc_set_opts2( &context, &mono, to, 8000, &mono, from, 8000, 0, nullptr );
-                swr_init( context );
-                std::shared_ptr<SwrContext> swr( context, []( SwrContext *released ) { swr_free( &released ); } );
-                return [=]( void *dest, const void *source, int64_t n ) {
-                    auto *out = static_cast<uint8_t *>( dest );
-                    auto *in = static_cast<const uint8_t *>( source );
-                    swr_convert( swr.get(), &out, int( n ), &in, int( n ) );
-                };
+                const StreamFormat encoded = { format.format, 1, 8000 }, floats = { AV_SAMPLE_FMT_FLT, 1, 8000 };
+                auto swr = decoding ? createSwr( floats, encoded ) : createSwr( encoded, floats );
+                return [=]( void *dest, const void *source, int64_t n ) { swr( dest, n, source, n ); };
             } );
-    struct Rates {
-        const char *job;
-        int from, to;
-    };
-    for ( auto rates : { Rates{ "telephone 8 to 16 kHz", 8000, 16000 }, { "telephone 48 to 8 kHz", 48000, 8000 } } )
-        addJob( rates.job, rates.from / 50, "FFmpeg", [=] {
-            AVChannelLayout mono = AV_CHANNEL_LAYOUT_MONO;
-            SwrContext *context = nullptr;
-            swr_alloc_set_opts2(
-                &context, &mono, AV_SAMPLE_FMT_FLT, rates.to, &mono, AV_SAMPLE_FMT_FLT, rates.from, 0, nullptr );
-            swr_init( context );
-            std::shared_ptr<SwrContext> swr( context, []( SwrContext *released ) { swr_free( &released ); } );
+    for ( auto rates : telephoneRates )
+        addJob( rates.job, rates.framesIn(), "FFmpeg", [=] {
+            auto swr = createSwr( { AV_SAMPLE_FMT_FLT, 1, rates.to }, { AV_SAMPLE_FMT_FLT, 1, rates.from } );
             return [=] {
-                auto *out = buffers.output;
-                auto *in = reinterpret_cast<const uint8_t *>( buffers.samples );
-                swr_convert( swr.get(), &out, rates.to / 50 + 16, &in, rates.from / 50 );
-                return int64_t{ rates.from / 50 };
+                swr( buffers.output, rates.framesOut() + 16, buffers.samples, rates.framesIn() );
+                return rates.framesIn();
             };
         } );
+    for ( auto mix : downmixes )
+        for ( int64_t frames : streamBlockSizes )
+            addJob( mix.job, frames, "FFmpeg", [=] {
+                auto swr = createSwr( { AV_SAMPLE_FMT_FLT, mix.to, 8000 }, { AV_SAMPLE_FMT_FLT, mix.from, 8000 } );
+                return [=] {
+                    swr( buffers.output, frames, buffers.samples, frames );
+                    return frames;
+                };
+            } );
 }
 #endif
 
@@ -108,20 +140,36 @@ static void addFfmpeg()
 
 static void addSoxr()
 {
-    struct Rates {
-        const char *job;
-        int from, to;
-    };
-    for ( auto rates : { Rates{ "telephone 8 to 16 kHz", 8000, 16000 }, { "telephone 48 to 8 kHz", 48000, 8000 } } )
-        addJob( rates.job, rates.from / 50, "soxr", [=] {
+    for ( auto rates : telephoneRates )
+        addJob( rates.job, rates.framesIn(), "soxr", [=] {
             const soxr_quality_spec_t quality = soxr_quality_spec( SOXR_LQ, 0 );
             std::shared_ptr<soxr> state(
                 soxr_create( rates.from, rates.to, 1, nullptr, nullptr, &quality, nullptr ), soxr_delete );
             return [=] {
                 size_t used, made;
-                soxr_process( state.get(), buffers.samples, size_t( rates.from / 50 ), &used, buffers.output,
-                    size_t( rates.to / 50 + 16 ), &made );
-                return int64_t{ rates.from / 50 };
+                soxr_process( state.get(), buffers.samples, size_t( rates.framesIn() ), &used, buffers.output,
+                    size_t( rates.framesOut() + 16 ), &made );
+                return rates.framesIn();
+            };
+        } );
+}
+#endif
+
+#ifdef BENCH_SPEEXDSP
+    #include <speex/speex_resampler.h>
+
+static void addSpeexdsp()
+{
+    for ( auto rates : telephoneRates )
+        addJob( rates.job, rates.framesIn(), "speexdsp", [=] {
+            std::shared_ptr<SpeexResamplerState> state(
+                speex_resampler_init( 1, unsigned( rates.from ), unsigned( rates.to ), 3, nullptr ),
+                speex_resampler_destroy );
+            return [=] {
+                auto used = unsigned( rates.framesIn() ), made = unsigned( rates.framesOut() + 16 );
+                speex_resampler_process_float(
+                    state.get(), 0, buffers.samples, &used, buffers.outputSamples(), &made );
+                return rates.framesIn();
             };
         } );
 }
@@ -204,6 +252,27 @@ static void addSndfile()
 #ifdef BENCH_GSTREAMER
     #include <gst/audio/audio.h>
 
+static GstAudioInfo gstreamerFormat( GstAudioFormat format, int channels )
+{
+    GstAudioChannelPosition positions[64];
+    gst_audio_channel_positions_from_mask( channels, gst_audio_channel_get_fallback_mask( channels ), positions );
+    GstAudioInfo info;
+    gst_audio_info_set_format( &info, format, 8000, channels, positions );
+    return info;
+}
+
+/// Returns a function of destination, source and number of frames.
+static auto createGstreamer( GstAudioInfo to, GstAudioInfo from )
+{
+    std::shared_ptr<GstAudioConverter> converter(
+        gst_audio_converter_new( GST_AUDIO_CONVERTER_FLAG_NONE, &from, &to, nullptr ), gst_audio_converter_free );
+    return [=]( void *dest, const void *source, int64_t frames ) {
+        void *in = const_cast<void *>( source );
+        gst_audio_converter_samples(
+            converter.get(), GST_AUDIO_CONVERTER_FLAG_NONE, &in, gsize( frames ), &dest, gsize( frames ) );
+    };
+}
+
 static void addGstreamer()
 {
     gst_init( nullptr, nullptr );
@@ -228,17 +297,18 @@ static void addGstreamer()
     for ( auto format : formats )
         for ( bool decoding : { true, false } )
             addPreparedConversion( Conversion{ format.encoding, decoding }, "GStreamer", [=]( int64_t ) {
-                GstAudioInfo encodedInfo, floatInfo;
-                gst_audio_info_set_format( &encodedInfo, format.format, 8000, 1, nullptr );
-                gst_audio_info_set_format( &floatInfo, GST_AUDIO_FORMAT_F32LE, 8000, 1, nullptr );
-                std::shared_ptr<GstAudioConverter> converter(
-                    gst_audio_converter_new( GST_AUDIO_CONVERTER_FLAG_NONE, decoding ? &encodedInfo : &floatInfo,
-                        decoding ? &floatInfo : &encodedInfo, nullptr ),
-                    gst_audio_converter_free );
-                return [=]( void *dest, const void *source, int64_t n ) {
-                    void *in = const_cast<void *>( source );
-                    gst_audio_converter_samples(
-                        converter.get(), GST_AUDIO_CONVERTER_FLAG_NONE, &in, gsize( n ), &dest, gsize( n ) );
+                GstAudioInfo encoded = gstreamerFormat( format.format, 1 ),
+                             floats = gstreamerFormat( GST_AUDIO_FORMAT_F32LE, 1 );
+                return decoding ? createGstreamer( floats, encoded ) : createGstreamer( encoded, floats );
+            } );
+    for ( auto mix : downmixes )
+        for ( int64_t frames : streamBlockSizes )
+            addJob( mix.job, frames, "GStreamer", [=] {
+                auto convert = createGstreamer( gstreamerFormat( GST_AUDIO_FORMAT_F32LE, mix.to ),
+                    gstreamerFormat( GST_AUDIO_FORMAT_F32LE, mix.from ) );
+                return [=] {
+                    convert( buffers.output, buffers.samples, frames );
+                    return frames;
                 };
             } );
 }
@@ -271,6 +341,18 @@ template <auto expand, auto compress> static void addSpandspLaw( const Encoding 
 
 static void addLiquid()
 {
+    for ( int64_t samples : blockSizes )
+        addJob( "tone", samples, "liquid-dsp", [=] {
+            std::shared_ptr<nco_crcf_s> oscillator( nco_crcf_create( LIQUID_VCO ), nco_crcf_destroy );
+            nco_crcf_set_frequency( oscillator.get(), 0.345f );
+            return [=] {
+                for ( int64_t i = 0; i < samples; ++i ) {
+                    buffers.outputSamples()[i] = nco_crcf_sin( oscillator.get() );
+                    nco_crcf_step( oscillator.get() );
+                }
+                return samples;
+            };
+        } );
     for ( int taps : firLengths )
         for ( int64_t samples : blockSizes )
             addJob( firJob( taps, 1 ), samples, "liquid-dsp", [=] {
@@ -296,6 +378,9 @@ void addOthers()
 #endif
 #ifdef BENCH_SOXR
     addSoxr();
+#endif
+#ifdef BENCH_SPEEXDSP
+    addSpeexdsp();
 #endif
 #ifdef BENCH_SNDFILE
     addSndfile();

@@ -25,20 +25,21 @@ struct Options {
     std::optional<bool> progress;
 };
 
-static const char footer[] = "To change the level of an input, append \",level=DB\" to its name; to start it\n"
-                             "later, append \",at=SECONDS\". The output ends when the last input ends.\n"
-                             "\n"
-                             "If an input has fewer channels than the output, each additional channel\n"
-                             "receives the mean of its channels. If it has more, every output channel\n"
-                             "receives the mean of its channels. Samples are added as 32-bit floats. Sums\n"
-                             "that exceed full scale are clipped if the output encoding requires it; the\n"
-                             "summary shows the peak before clipping.\n"
-                             "\n"
-                             "  mix call.wav caller.wav callee.wav\n"
-                             "  mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
-                             "  mix all.au a.wav,level=-6 b.wav,at=0.75 --rate 8000 --encoding alaw\n"
-                             "  transcode line.raw - --raw --input-encoding alaw --rate 8000 |\n"
-                             "            mix both.wav - b.wav";
+static const char notes[] = "To change the level of an input, append \",level=DB\" to its name; to start it\n"
+                            "later, append \",at=SECONDS\". The output ends when the last input ends.\n"
+                            "\n"
+                            "If an input has fewer channels than the output, each additional channel\n"
+                            "receives the mean of its channels. If it has more, every output channel\n"
+                            "receives the mean of its channels. Samples are added as 32-bit floats. Sums\n"
+                            "that exceed full scale are clipped if the output encoding requires it; the\n"
+                            "summary shows the peak before clipping.\n"
+                            "\n";
+
+static const char examples[] = "  mix call.wav caller.wav callee.wav\n"
+                               "  mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
+                               "  mix all.au a.wav,level=-6 b.wav,at=0.75 --rate 8000 --encoding alaw\n"
+                               "  transcode line.raw - --raw --input-encoding alaw --rate 8000 |\n"
+                               "            mix both.wav - b.wav";
 
 static void addOptions( CommandLine &line, Options &options )
 {
@@ -95,7 +96,7 @@ public:
     const std::string &path() const { return spec.path; }
     const AudioReader &source() const { return reader; }
 
-    void start( pcm::SrcType quality, const AudioFormat &mix )
+    void start( const Quality &quality, const AudioFormat &mix )
     {
         channels = mix.channels;
         framesToStart = std::llround( startTime * double( mix.rate ) );
@@ -194,7 +195,7 @@ static pcm::Packet nextBlock( Tracks &tracks, int64_t maxFrames, int64_t channel
 
 static void mix( const Options &options )
 {
-    pcm::SrcType quality = parseQuality( options.quality );
+    const Quality &quality = parseQuality( options.quality );
     const Container &container = selectContainer( options.output, options.container );
     Tracks tracks = openTracks( options );
     AudioFormat format = outputFormat( options, tracks );
@@ -231,7 +232,8 @@ static void mix( const Options &options )
 
 int main( int argc, char **argv )
 {
-    CommandLine line( "mix", "Mixes recordings of any rates, channels and encodings into one.", footer );
+    CommandLine line( "mix", "Mixes recordings of any rates, channels and encodings into one.",
+        notes + std::string( qualityTable ) + examples );
     Options options;
     addOptions( line, options );
     return line.run( argc, argv, [&] { mix( options ); } );

@@ -4,6 +4,7 @@
 #include "host.h"
 
 #include <algorithm>
+#include <memory>
 
 namespace host {
 
@@ -11,16 +12,39 @@ namespace host {
 /// much memory.
 int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels );
 
+/// A method of rate conversion.
+struct Quality {
+    const char *name;
+    std::optional<pcm::SrcType> type; ///< none: the filters of the library, for the rates of telephones
+};
+
 /// Parses the argument of --quality, such as "fast". Fails if it is unknown.
-pcm::SrcType parseQuality( const std::string &quality );
+const Quality &parseQuality( const std::string &name );
+
+/// Lines for the help text of --quality.
+extern const char qualityTable[];
+
+/// Converts the sample rate of a stream.
+class RateConverter {
+public:
+    virtual ~RateConverter() = default;
+    virtual void write( const pcm::Packet &pkt ) = 0;
+    virtual int64_t frames() const = 0; ///< that can be gathered now
+    virtual pcm::Packet gather( int64_t frames ) = 0;
+    virtual void gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames ) = 0;
+};
+
+/// Fails if the method does not support this ratio or this number of channels.
+std::unique_ptr<RateConverter> createRateConverter(
+    const Quality &quality, int64_t inRate, int64_t outRate, int64_t channels );
 
 /// Converts the sample rate of a stream. Input packets and output packets may have any length. The output of a whole
 /// stream has exactly the length of the input times the ratio of the rates, rounded to a frame. With equal rates,
 /// this is just a queue.
 class Resampler {
 public:
-    /// Fails if libsamplerate does not support this ratio or this number of channels.
-    Resampler( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels );
+    /// Fails if the method does not support this ratio or this number of channels.
+    Resampler( const Quality &quality, int64_t inRate, int64_t outRate, int64_t channels );
 
     void write( const pcm::Packet &pkt );
 
@@ -40,14 +64,14 @@ public:
     int64_t framesOut() const { return outFrames; }
 
 private:
-    int64_t buffered() const { return src ? src->frames() : queue.frames(); }
+    int64_t buffered() const { return converter ? converter->frames() : queue.frames(); }
     int64_t expectedFrames() const;
     void convert( int64_t frames );
 
     int64_t inRate, outRate;
     int64_t inPacketFrames;
-    pcm::Queue queue;            // input that is not converted yet
-    std::optional<pcm::Src> src; // none if the rates are equal
+    pcm::Queue queue;                         // input that is not converted yet
+    std::unique_ptr<RateConverter> converter; // null if the rates are equal
     int64_t inFrames = 0, outFrames = 0;
 };
 

@@ -31,28 +31,29 @@ struct Options {
     std::optional<bool> progress;
 };
 
-static const char footer[] = "Containers are wav, au, aiff, w64, rf64, caf and raw (no header). By default,\n"
-                             "the output has the rate, the channels and the encoding of the input, or the\n"
-                             "closest encoding that its container supports.\n"
-                             "\n"
-                             "Encodings are int8, uint8, int16, int24, int32, float32, alaw and mulaw, in the\n"
-                             "byte order of the container, or any combination of encoding flags. Headerless\n"
-                             "files support all encodings, other containers only some.\n"
-                             "\n"
-                             "All samples are converted to 32-bit floats, even if the encoding does not\n"
-                             "change, so only 24 bits of int32 samples are preserved. Integers are truncated\n"
-                             "unless --round or --dither is given.\n"
-                             "\n"
-                             "  transcode call.wav call.au --encoding mulaw\n"
-                             "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
-                             "  transcode line.raw speech.wav --raw --input-encoding alaw \\\n"
-                             "            --input-rate 8000 --rate 16000\n"
-                             "  transcode *.wav --to-directory out --encoding alaw --rate 8000 --channels 1\n"
-                             "  ffmpeg -i speech.mkv -f wav - | transcode - - --rate 16000 | aplay\n"
-                             "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
-                             "  transcode speech.wav narrow.wav --rate 8000 --encoding mulaw --plot narrow.svg\n"
-                             "  transcode speech.wav speech.raw \\\n"
-                             "            --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"";
+static const char notes[] = "Containers are wav, au, aiff, w64, rf64, caf and raw (no header). By default,\n"
+                            "the output has the rate, the channels and the encoding of the input, or the\n"
+                            "closest encoding that its container supports.\n"
+                            "\n"
+                            "Encodings are int8, uint8, int16, int24, int32, float32, alaw and mulaw, in the\n"
+                            "byte order of the container, or any combination of encoding flags. Headerless\n"
+                            "files support all encodings, other containers only some.\n"
+                            "\n"
+                            "All samples are converted to 32-bit floats, even if the encoding does not\n"
+                            "change, so only 24 bits of int32 samples are preserved. Integers are truncated\n"
+                            "unless --round or --dither is given.\n"
+                            "\n";
+
+static const char examples[] = "  transcode call.wav call.au --encoding mulaw\n"
+                               "  transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
+                               "  transcode line.raw speech.wav --raw --input-encoding alaw \\\n"
+                               "            --input-rate 8000 --rate 16000\n"
+                               "  transcode *.wav --to-directory out --encoding alaw --rate 8000 --channels 1\n"
+                               "  ffmpeg -i speech.mkv -f wav - | transcode - - --rate 16000 | aplay\n"
+                               "  transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
+                               "  transcode speech.wav narrow.wav --rate 8000 --encoding mulaw --plot narrow.svg\n"
+                               "  transcode speech.wav speech.raw \\\n"
+                               "            --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"";
 
 static void addOptions( CommandLine &line, Options &options )
 {
@@ -316,7 +317,7 @@ static void checkPlotPath( const std::string &plot, const std::string &input, co
 static double transcode(
     const Options &options, const std::string &input, const std::string &output, bool isOnlyFile )
 {
-    const auto quality = parseQuality( options.quality );
+    const Quality &quality = parseQuality( options.quality );
     const Container &container = selectContainer( output, options.container );
     AudioReader reader = openInput( options, input );
     reader.checkLength( options.strict );
@@ -440,8 +441,8 @@ static void transcodeToDirectory( const Options &options )
 
 int main( int argc, char **argv )
 {
-    CommandLine line(
-        "transcode", "Converts recordings to another container, encoding, sample rate and level.", footer );
+    CommandLine line( "transcode", "Converts recordings to another container, encoding, sample rate and level.",
+        notes + std::string( qualityTable ) + examples );
     Options options;
     addOptions( line, options );
     return line.run( argc, argv, [&] {

@@ -62,6 +62,7 @@ ERRORS = [
     error("do not support", "--encoding PCM_ENCODING_INT_24|PCM_ENCODING_PACK_32"),
     error("unknown quality", "--quality good"),
     error("ratio", "--rate 2048001"),
+    error("cannot convert 8000 Hz to 20000 Hz", "--rate 20000 --quality telephone"),
     error("--rate", "--rate 0"),
     error("200 channels", "--rate 9000", input="many.wav"),
     error("--level", "--level nan"),
@@ -227,6 +228,19 @@ class Transcode(Test):
                     inside = got[len(got) // 2:][:1] if quality != "linear" else got
                     for value in inside if frames > 160 and out > 32 else []:
                         self.assertAlmostEqual(value, 0.5, 3)
+        for into, out in ((8000, 16000), (8000, 24000), (8000, 48000), (12000, 24000), (16000, 48000), (24000, 48000),
+                          (16000, 8000), (24000, 8000), (48000, 8000), (48000, 12000), (48000, 16000), (48000, 24000)):
+            for frames in 1, 161, 1001:
+                with self.subTest(into=into, out=out, frames=frames):
+                    tone = [.5 * math.sin(6 * math.pi * i / 80) for i in range(frames)]
+                    write("in.raw", struct.pack(f"<{frames}f", *tone))
+                    rates = ["--input-rate", into, "--rate", out, "--quality", "telephone"]
+                    got = self.floats_("in.raw", *RAW, "float32", *rates)
+                    self.assertEqual(len(got), (2 * frames * out + into) // (2 * into))
+                    late = .5 * min(out / into, 1)  # half a frame of the higher rate
+                    wanted = [.5 * math.sin(6 * math.pi * (i - late) * into / out / 80) for i in range(len(got))]
+                    for a, b in list(zip(got, wanted))[60:-60]:
+                        self.assertAlmostEqual(a, b, delta=.03)
         write("tone.raw", struct.pack("<8000f", *[math.sin(2 * math.pi * 440 * i / 8000) for i in range(8000)]))
         for quality, worst in ("best", 1e-4), ("medium", 1e-4), ("fast", 1e-3), ("linear", .05), ("hold", .4):
             got = self.floats_("tone.raw", *RAW, "float32", "--input-rate", 8000, "--rate", 22050, "--quality", quality)
