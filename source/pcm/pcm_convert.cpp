@@ -113,9 +113,18 @@ static constexpr auto allRuns = []<size_t... index>( std::index_sequence<index..
 }
 ( std::make_index_sequence<8 * 2 * 2>{} );
 
-static const Runs &runsFor( Slot slot )
+static const Runs &runsFor( int base, bool isUnsigned, bool isBigEndian )
 {
-    return allRuns[4 * size_t( slot.base ) + 2 * slot.isUnsigned + slot.isBigEndian];
+    return allRuns[4 * size_t( base ) + 2 * size_t( isUnsigned ) + size_t( isBigEndian )];
+}
+static const Runs &runsFor( Slot slot ) { return runsFor( slot.base, slot.isUnsigned, slot.isBigEndian ); }
+
+// For a word without pack flags.
+static const Runs &runsFor( PCM_ENCODING encoding )
+{
+    const PCM_ENCODING word = samplesIn( std::endian::native, encoding );
+    return runsFor( flagIndex( word, PCM_ENCODING_G711_ALAW, PCM_ENCODING_FLOAT_32 ), word & PCM_ENCODING_UNSIGNED,
+        word & PCM_ENCODING_BIG_ENDIAN );
 }
 
 static Layout layoutOf( Slot slot )
@@ -159,8 +168,9 @@ KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source, PCM_EN
     return kitBufferCreateFromBytesUse( bytes, destSampleSize * samples );
 }
 
-void pcm___Convert(
-    void *dest, PCM_ENCODING destEncoding, const void *source, PCM_ENCODING sourceEncoding, int64_t samples )
+// Any words, and the checks.
+[[gnu::noinline]] static void convertWords(
+    uint8_t *dest, PCM_ENCODING destEncoding, const uint8_t *source, PCM_ENCODING sourceEncoding, int64_t samples )
 {
     KIT_CHECK( samples >= 0 );
     KIT_CHECK( dest || samples == 0 );
@@ -171,10 +181,21 @@ void pcm___Convert(
     KIT_CHECK( KIT_INT_MUL_OK( destSize, samples ) );
     KIT_CHECK( KIT_INT_MUL_OK( sourceSize, samples ) );
 
+    if ( isSamples( destEncoding ) ) return pcm___ConvertToSamples( dest, source, sourceSlot, samples );
+    if ( isSamples( sourceEncoding ) ) return pcm___ConvertFromSamples( dest, destSlot, source, samples );
+    convertThroughSamples( dest, destSlot, source, sourceSlot, samples );
+}
+
+void pcm___Convert(
+    void *dest, PCM_ENCODING destEncoding, const void *source, PCM_ENCODING sourceEncoding, int64_t samples )
+{
     auto *to = static_cast<uint8_t *>( dest );
     auto *from = static_cast<const uint8_t *>( source );
-    if ( isSamples( destEncoding ) ) return pcm___ConvertToSamples( to, from, sourceSlot, samples );
-    if ( isSamples( sourceEncoding ) ) return pcm___ConvertFromSamples( to, destSlot, from, samples );
-
-    convertThroughSamples( to, destSlot, from, sourceSlot, samples );
+    // Short calls with valid arguments spend most of their time here, so the common words do not need a Slot.
+    const PCM_ENCODING destFlags = destEncoding & allFlags, sourceFlags = sourceEncoding & allFlags;
+    if ( to && from && samples >= 0 && samples <= INT64_MAX / sampleSize && !( destFlags && sourceFlags ) &&
+         ( destFlags | sourceFlags ) < PCM_ENCODING_PACK_16 )
+        return destFlags ? runsFor( destFlags ).encode[dense]( to, from, samples, 0, 0 )
+                         : runsFor( sourceFlags ).decode[dense]( to, from, samples, 0, 0 );
+    convertWords( to, destEncoding, from, sourceEncoding, samples );
 }

@@ -6,7 +6,7 @@
 // All values are on a 16-bit scale. A decoding table maps each code to its value. An encoding table maps a magnitude,
 // divided by 8, to the low seven bits of its code.
 
-#include "pcm_lanes.hh"
+#include "pcm_integer.hh"
 
 #include <array>
 #include <bit>
@@ -65,10 +65,9 @@ static_assert( pcm___MulawExpandTable[0x80] == 32120 && pcm___MulawExpandTable[0
 static_assert( pcm___AlawCompressTable[31] == 0x5A && pcm___AlawCompressTable[4096] == 0x2A );
 static_assert( pcm___MulawCompressTable[16] == 0x6F && pcm___MulawCompressTable[3952] == 0x00 );
 
-// The encoder computes the code instead of looking it up. The exponent of a float determines the segment of a
-// magnitude and the high bits of its fraction determine the position within the segment. In vectors this is faster
-// than a table. The functions also accept a single number, so that a static_assert can compare all results with the
-// tables.
+// The converters compute values and codes instead of looking them up, which is faster in vectors. The exponent of a
+// float is that of a segment, and the high bits of its fraction are the position within the segment. The functions
+// also accept a single number, so that a static_assert can compare all results with the tables.
 
 constexpr int32_t patternOf( PCM_SAMPLE value ) { return std::bit_cast<int32_t>( value ); }
 inline Ints patternOf( Samples value ) { return (Ints)value; }
@@ -79,6 +78,9 @@ inline Samples fromPattern( Ints bits ) { return (Samples)bits; }
 /// Returns a value with all bits set if a < b, otherwise 0.
 constexpr int32_t isBelow( PCM_SAMPLE a, PCM_SAMPLE b ) { return -int32_t( a < b ); }
 inline Ints isBelow( Samples a, PCM_SAMPLE b ) { return a < b; }
+
+/// Returns a value with all bits set for each code of the lowest segment, otherwise 0.
+template <class Codes> Codes isLowest( Codes code ) { return (Codes)( ( code & 0x70 ) == 0 ); }
 
 /// Returns 16 * segment + position. The magnitude is at least 2^unit, where segment 0 begins.
 template <class Float> constexpr auto segmentAndPosition( Float magnitude, int unit )
@@ -91,6 +93,15 @@ template <class Float> constexpr auto segmentAndPosition( Float magnitude, int u
 
 struct AlawRule {
     static constexpr int invertedBits = 0x55;
+    // In the lowest segment the step size is that of the next one, so its codes become those of the next one. The
+    // difference, 2^-7, has the pattern 0x3C000000. It has the sign of the code.
+    template <class Codes> static Codes segmentOf( Codes code ) { return code + ( isLowest( code ) & 0x10 ); }
+    template <class Codes> static Codes offsetOf( Codes code )
+    {
+        return ( isLowest( code ) & 0x3C ) | ( code & 0x80 );
+    }
+    static Words offsetPattern( Words word ) { return word << 8; }
+
     template <class Float> static constexpr auto compress( Float magnitude )
     {
         // The first two segments have the same step size. Compute a value of the lower one as if it were in the upper
@@ -102,6 +113,17 @@ struct AlawRule {
 
 struct MulawRule {
     static constexpr int invertedBits = 0x7F;
+    // The value less 132 is rounded down to a multiple of 8 after the sign is applied, except in the lowest segment,
+    // where it is a multiple already. So the offset is 136, 128 if the value is negative, or 132. On the scale of
+    // samples, these are the patterns 0x3B880000, 0x3B800000 and 0x3B840000, with the sign of the code.
+    template <class Codes> static Codes segmentOf( Codes code ) { return code; }
+    template <class Codes> static Codes offsetOf( Codes code )
+    {
+        const Codes lowest = isLowest( code ), other = ( ~code >> 4 & 8 ) | 0x80;
+        return ( lowest & 0x84 ) | ( ~lowest & other );
+    }
+    static Words offsetPattern( Words word ) { return ( word & 0x80FF0000 ) | 0x3B000000; }
+
     template <class Float> static constexpr auto compress( Float magnitude )
     {
         return segmentAndPosition( magnitude + 128.0f, 7 );
@@ -118,25 +140,13 @@ template <class Rule, class Table> constexpr bool matches( const Table &table )
 }
 static_assert( matches<AlawRule>( pcm___AlawCompressTable ) && matches<MulawRule>( pcm___MulawCompressTable ) );
 
-constexpr auto toFloats( const std::array<int16_t, 256> &table )
-{
-    std::array<PCM_SAMPLE, 256> floats{};
-    for ( size_t code = 0; code < 256; ++code ) floats[code] = PCM_SAMPLE( table[code] ) * 0x1p-15f;
-    return floats;
-}
-inline constexpr auto alawFloats = toFloats( pcm___AlawExpandTable );
-inline constexpr auto mulawFloats = toFloats( pcm___MulawExpandTable );
-
-template <const auto &floats, class Rule> struct G711 {
+template <class Rule> struct G711 {
     static constexpr int width = 1;
 
     static void decode( uint8_t *dest, const uint8_t *source )
     {
-        unrolled<4>( [&]( int r ) {
-            Samples values;
-            unrolled<lanes>( [&]( int i ) { values[i] = floats[source[r * lanes + i]]; } );
-            storeAs( dest + r * laneBytes, values );
-        } );
+        const Tile words = load( source );
+        unrolled<4>( [&]( int r ) { storeAs( dest + r * laneBytes, expanded( words.of[r] ) ); } );
     }
     static void encode( uint8_t *dest, const uint8_t *source )
     {
@@ -149,12 +159,32 @@ template <const auto &floats, class Rule> struct G711 {
         } );
         auto magnitude = narrowed( codes[0], codes[1], codes[2], codes[3] ); // at most 127
         auto sign = narrowed( negative[0], negative[1], negative[2], negative[3] );
-        storeAs( dest, (Bytes)magnitude ^ uint8_t( Rule::invertedBits | 0x80 ) ^ ( (Bytes)sign & uint8_t( 0x80 ) ) );
+        storeAs( dest, (Bytes)magnitude ^ allInverted ^ ( (Bytes)sign & uint8_t( 0x80 ) ) );
+    }
+
+private:
+    static constexpr uint8_t allInverted = Rule::invertedBits | 0x80; // then the top bit is set for negative values
+
+    // Loads a tile of codes, each with its segment and position in the top byte and its offset in the next one.
+    static Tile load( const uint8_t *at )
+    {
+        const Bytes codes = spread( loadAs<Bytes>( at ) ) ^ allInverted;
+        const Bytes segments = Rule::segmentOf( codes ), offsets = Rule::offsetOf( codes );
+        const Halves low = paired<Halves, false>( segments, offsets ),
+                     high = paired<Halves, true>( segments, offsets );
+        return { { widenedHigh<Words, false>( low ), widenedHigh<Words, true>( low ),
+            widenedHigh<Words, false>( high ), widenedHigh<Words, true>( high ) } };
+    }
+    // The segment becomes the exponent of a float and the position its fraction, to which half a step is added.
+    static Samples expanded( Words word )
+    {
+        const Words middle = ( (Words)( (Ints)word >> 5 ) & 0x83F80000 ) + ( 119u << 23 | 1u << 18 );
+        return (Samples)middle - (Samples)Rule::offsetPattern( word ); // never -0
     }
 };
 
-using Alaw = G711<alawFloats, AlawRule>;
-using Mulaw = G711<mulawFloats, MulawRule>;
+using Alaw = G711<AlawRule>;
+using Mulaw = G711<MulawRule>;
 
 } // namespace pcm
 

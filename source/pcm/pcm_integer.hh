@@ -172,7 +172,11 @@ template <int bytes> struct Signed {
     static constexpr int width = bytes;
     static constexpr bool flipsSign = false;
     static Samples decode( Words bits ) { return toSamples( bits ) * 0x1p-31f; }
-    static Words encode( Samples x ) { return (Words)truncated( x * 0x1p31f ); }
+    static Words encode( Samples x )
+    {
+        const Samples y = x * 0x1p31f;
+        return (Words)( bytes < 4 ? truncatedToFloat( y ) : truncated( y ) ); // the low byte only matters to 4 bytes
+    }
 };
 
 template <int bytes> struct Unsigned {
@@ -190,7 +194,8 @@ template <int bytes> struct Unsigned {
     {
         // The sum rounds to a multiple of 128 wherever it is in range, so the difference is exact. The result is that
         // of an unsigned conversion, computed by the signed one that every processor has.
-        return (Words)truncated( ( x * 0x1p31f + 0x1p31f ) - 0x1p31f );
+        const Samples y = ( x * 0x1p31f + 0x1p31f ) - 0x1p31f;
+        return (Words)( bytes < 4 ? truncatedToFloat( y ) : truncated( y ) );
     }
 };
 

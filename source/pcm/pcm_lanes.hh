@@ -87,18 +87,31 @@ inline Samples max( Samples a, Samples b )
 #endif
 }
 
-/// Truncates towards zero. Values out of range become the nearest integer, and NaN becomes the lowest integer.
-inline Ints truncated( Samples y )
+/// Truncates towards zero. Values below the range and NaN become the lowest integer. So do values above it on x86,
+/// where elsewhere they are undefined.
+inline Ints truncatedBelowLimit( Samples y )
 {
 #if defined __AVX512BW__
-    return (Ints)_mm512_maskz_cvttps_epi32( 0xFFFF, y ) ^ ( y >= 0x1p31f );
+    return (Ints)_mm512_maskz_cvttps_epi32( 0xFFFF, y );
 #elif defined __AVX2__
-    return (Ints)_mm256_cvttps_epi32( y ) ^ ( y >= 0x1p31f );
+    return (Ints)_mm256_cvttps_epi32( y );
 #elif defined __SSE2__
-    return (Ints)_mm_cvttps_epi32( y ) ^ ( y >= 0x1p31f ); // the instruction returns the lowest integer on overflow
+    return (Ints)_mm_cvttps_epi32( y );
 #else
-    Samples in = min( max( y, Samples{} - 0x1p31f ), Samples{} + 0x1.fffffep30f );
-    return __builtin_convertvector( in, Ints ) | ( ( y >= 0x1p31f ) & 0x7F );
+    return __builtin_convertvector( max( y, Samples{} - 0x1p31f ), Ints );
+#endif
+}
+
+/// The same for all values. Those above the range become the highest float in the range, whose low 7 bits are 0.
+inline Ints truncatedToFloat( Samples y ) { return truncatedBelowLimit( min( Samples{} + 0x1.fffffep30f, y ) ); }
+
+/// The same, but values above the range become the highest integer.
+inline Ints truncated( Samples y )
+{
+#ifdef __SSE2__
+    return truncatedBelowLimit( y ) ^ ( y >= 0x1p31f );
+#else
+    return truncatedToFloat( y ) | ( ( y >= 0x1p31f ) & 0x7F );
 #endif
 }
 
@@ -193,13 +206,27 @@ inline Words swapped32( Words v )
     }
 }
 
+/// Returns elements twice as wide, from the lower or upper half of both vectors. As the processors do, takes these
+/// halves from each 16 bytes of longer vectors.
+template <class Wide, bool upperHalf, class Narrow> inline Wide paired( Narrow highHalves, Narrow lowHalves )
+{
+    constexpr int size = sizeof( highHalves[0] ), count = laneBytes / size, part = 16 / size;
+    constexpr int high = std::endian::native == std::endian::little; // position of the high half in an element
+    return (Wide)shuffled<[]( int i ) {
+        return ( i % 2 == high ? 0 : count ) + i / part * part + upperHalf * part / 2 + i % part / 2;
+    }>( highHalves, lowHalves );
+}
+
+/// Orders 4-byte groups so that bytes are in order again after they are widened twice.
+inline Bytes spread( Bytes v )
+{
+    return (Bytes)shuffled<[]( int i ) { return i % 4 * ( laneBytes / 16 ) + i / 4; }>( (Words)v, (Words)v );
+}
+
 /// Returns the lower or upper half of the elements, each as the high half of an element twice as wide.
 template <class Wide, bool upperHalf, class Narrow> inline Wide widenedHigh( Narrow v )
 {
-    constexpr int count = laneBytes / int( sizeof( v[0] ) ), first = upperHalf ? count / 2 : 0;
-    constexpr int high = std::endian::native == std::endian::little; // position of the high half in an element
-    // Any zero element would do for the low half. This choice makes the pattern that of an unpack instruction.
-    return (Wide)shuffled<[]( int i ) { return ( i % 2 == high ? 0 : count ) + first + i / 2; }>( v, Narrow{} );
+    return paired<Wide, upperHalf>( v, Narrow{} );
 }
 
 } // namespace pcm

@@ -6,23 +6,18 @@
 
 #include <cstring> // std::memcpy
 
-// Sets each sample of dest to `op( dest sample, source sample )`: four vectors at a time, because compilers unroll a
-// plain loop less, then single vectors and samples. All samples of a step are loaded before any is stored.
+// Sets each sample of dest to `op( dest sample, source sample )`: four vectors in each round, because compilers
+// unroll a plain loop less, then single vectors and samples.
 template <class Op> static void eachVector( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples, Op op )
 {
     using namespace pcm;
     int64_t done = 0;
-    auto step = [&]<int count>( std::integral_constant<int, count> ) {
-        Samples made[count];
-        unrolled<count>( [&]( int r ) {
-            const int64_t at = done + r * lanes;
-            made[r] = op( loadAs<Samples>( dest + at ), loadAs<Samples>( source + at ) );
-        } );
-        unrolled<count>( [&]( int r ) { storeAs( dest + done + r * lanes, made[r] ); } );
-        done += count * lanes;
+    auto step = [&]( int ) {
+        storeAs( dest + done, op( loadAs<Samples>( dest + done ), loadAs<Samples>( source + done ) ) );
+        done += lanes;
     };
-    while ( samples - done >= 4 * lanes ) step( std::integral_constant<int, 4>() );
-    while ( samples - done >= lanes ) step( std::integral_constant<int, 1>() );
+    while ( samples - done >= 4 * lanes ) unrolled<4>( step );
+    while ( samples - done >= lanes ) step( 0 );
     for ( ; done < samples; ++done ) dest[done] = op( dest[done], source[done] );
 }
 
