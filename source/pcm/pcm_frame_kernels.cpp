@@ -86,7 +86,8 @@ static void mix( PCM_SAMPLE *__restrict dest, To to, First first, const PCM_SAMP
         PCM_SAMPLE sum = 0;
         for ( int64_t c = 0; c < from; ++c ) sum += source[f * from + c];
         sum *= factor;
-        for ( int64_t c = first; c < to; ++c ) dest[f * to + c] = sum;
+        copyFrame( dest + f * to, source + f * from, first );
+        for ( int64_t c = first; c < to; ++c ) copySample( dest + f * to + c, &sum );
     }
 }
 

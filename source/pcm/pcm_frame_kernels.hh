@@ -29,8 +29,8 @@ void selectChannels( PCM_SAMPLE *dest, int64_t destChannels, const PCM_SAMPLE *s
     uint64_t channelMask, int64_t frames );
 
 /// Sets all channels of each frame to the sum of the source frame, multiplied by `factor`. If `keepsChannels` is set,
-/// the first `sourceChannels` channels remain. The sum starts at 0, and channels are added from the first to the
-/// last.
+/// copies the source to the first `sourceChannels` channels instead. The sum starts at 0, and channels are added from
+/// the first to the last.
 void mixFrames( PCM_SAMPLE *dest, int64_t destChannels, const PCM_SAMPLE *source, int64_t sourceChannels,
     bool keepsChannels, PCM_SAMPLE factor, int64_t frames );
 
