@@ -216,10 +216,11 @@ class Programs(Test):
         for name, to in ("soft.wav", "in.wav"), ("full.svg", "/dev/full"):
             os.symlink(to, name)
         self.check_errors(ERRORS)
-        for program in "transcode", "tones", "mix", "response":
+        for program in "transcode", "tones", "mix", "response", "bridge":
             self.assertRegex(self.ok(program, "--version"), rf"^{program} \d+\.\d+\.\d+\n$")
             text = self.ok(program, "--help")
             self.assertRegex(text, rf"(?s)Usage: {program} .*\n  {program} .*\nExit status: 0 if .* 1 for any failure")
+            self.assertLessEqual(max(map(len, text.splitlines())), 80)
 
 
 if __name__ == "__main__":
