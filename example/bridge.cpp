@@ -121,7 +121,8 @@ public:
         ticksAlone = conference.parties.size() == 1 ? ticksAlone + 1 : 0;
         if ( ticksAlone % aloneTicks == aloneTicks - 1 ) announce( 425 );
         conference.tick();
-        if ( recording ) recording->write( conference.sum().encode( recording->format().encoding ) );
+        if ( recording )
+            recording->write( pcm::Packet( conference.sum(), 1 ).encode( recording->format().encoding ) );
     }
 
     void finish()

@@ -24,13 +24,17 @@ Party::Party( pcm::Encoding encoding, int64_t rate, int64_t roomRate )
 
 bool Party::write( std::span<const std::byte> bytes )
 {
-    auto pkt = pcm::Packet::tryDecode( pcm::Buffer( bytes ), encoding, 1 );
-    if ( !pkt ) return false;
+    const int64_t sampleSize = encoding.sizeofSample(), samples = int64_t( bytes.size() ) / sampleSize;
+    if ( int64_t( bytes.size() ) != samples * sampleSize ) return false;
+    auto block = pcm::allocate<PCM_SAMPLE>( samples );
+    pcm::convert( std::as_writable_bytes( std::span( block.get(), size_t( samples ) ) ), pcm::Encoding::samples,
+        bytes, encoding, samples );
+    pcm::Packet pkt = pcm::Packet::use( std::move( block ), 1, samples ); // now the packet owns the block
     if ( toRoom ) {
-        toRoom->write( *pkt );
+        toRoom->write( pkt );
         pkt = toRoom->gather( toRoom->frames() );
     }
-    input.write( *pkt );
+    input.write( pkt );
     return true;
 }
 
@@ -44,31 +48,35 @@ void Party::conceal()
 void Conference::tick()
 {
     const int64_t frames = rate / ticksPerSecond;
-    mix = pcm::silence::gather( frames );
+    pcm::samples::zero( mix );
     for ( Party *party : parties ) {
-        // Without input, gather() returns what there is; the rest of the tick is silent.
-        party->voice = party->input.gather( std::min( frames, party->input.frames() ) );
-        party->voice.setFrames( frames );
-        party->last = party->voice;
-        if ( party->isMuted ) party->voice = pcm::silence::gather( frames );
-        pcm::samples::add( mix.mutableSamples(), party->voice.samples() );
+        // Takes whole packets out of the queue where it can, without a copy. What is missing becomes silence.
+        party->last = party->input.gather( std::min( frames, party->input.frames() ) );
+        party->last.setFrames( frames );
+        if ( !party->isMuted ) pcm::samples::add( mix, party->last.samples() );
     }
 
     pcm::Packet announcement = announcements.gather( std::min( frames, announcements.frames() ) );
-    announcement.setFrames( frames );
     for ( Party *party : parties ) {
-        // Nobody hears their own voice: mix - voice. `last` shares the samples of `voice`; mutableSamples() copies
-        // them before they change.
-        const std::span<PCM_SAMPLE> heard = party->voice.mutableSamples();
-        pcm::samples::scale( heard, -1 );
-        pcm::samples::add( heard, mix.samples() );
-        pcm::samples::add( heard, announcement.samples() );
-        if ( party->fromRoom ) {
-            party->fromRoom->write( party->voice );
-            party->voice = party->fromRoom->gather( party->framesOut );
-        }
-        party->encoded = party->voice.encode( party->encoding );
+        // Nobody hears their own voice: mix - voice. A 32-bit float has room for the sum of any number of callers.
+        pcm::samples::copy( heard, party->last.samples() );
+        pcm::samples::scale( heard, party->isMuted ? 0 : -1 );
+        pcm::samples::add( heard, mix );
+        pcm::samples::add( std::span( heard ).first( size_t( announcement.frames() ) ), announcement.samples() );
+        party->encode( heard );
     }
+}
+
+void Party::encode( std::span<const PCM_SAMPLE> heard )
+{
+    pcm::Packet converted;
+    if ( fromRoom ) {
+        fromRoom->write( pcm::Packet( heard, 1 ) );
+        converted = fromRoom->gather( framesOut );
+        heard = converted.samples();
+    }
+    encoded.resize( size_t( framesOut * encoding.sizeofSample() ) );
+    pcm::convert( encoded, encoding, std::as_bytes( heard ), pcm::Encoding::samples, framesOut );
 }
 
 } // namespace host

@@ -26,26 +26,29 @@ public:
     bool isReady() const { return input.frames() >= framesIn; }
 
     /// The bytes of the last tick to send: 20 ms of the mix without this caller.
-    const pcm::Buffer &output() const { return encoded; }
+    std::span<const std::byte> output() const { return encoded; }
 
     bool isMuted = false;
 
 private:
     friend class Conference;
+    void encode( std::span<const PCM_SAMPLE> heard );
 
     pcm::Encoding encoding;
     int64_t framesIn, framesOut;                     // per tick, at the rates of the room and of the caller
     std::unique_ptr<RateConverter> toRoom, fromRoom; // null if the rates are equal
     pcm::Queue input{ 1 };
-    pcm::Packet voice; // what the room got in this tick, then what the caller hears
-    pcm::Packet last;  // what the caller sent before
-    pcm::Buffer encoded;
+    pcm::Packet last; // what the room got from the caller in the last tick
+    std::vector<std::byte> encoded;
 };
 
 /// A room. The caller owns the parties and runs tick() every 20 ms.
 class Conference {
 public:
-    explicit Conference( int64_t rate ) : rate( rate ) {}
+    explicit Conference( int64_t rate )
+        : rate( rate ), mix( size_t( rate / ticksPerSecond ) ), heard( size_t( rate / ticksPerSecond ) )
+    {
+    }
 
     std::vector<Party *> parties;
 
@@ -56,11 +59,11 @@ public:
     void tick();
 
     /// The sum of all parties in the last tick.
-    const pcm::Packet &sum() const { return mix; }
+    std::span<const PCM_SAMPLE> sum() const { return mix; }
 
 private:
     int64_t rate;
-    pcm::Packet mix;
+    std::vector<PCM_SAMPLE> mix, heard; // 20 ms
 };
 
 } // namespace host

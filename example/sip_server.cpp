@@ -235,7 +235,7 @@ void Call::readInput()
 
 void Call::send()
 {
-    const std::span<const std::byte> bytes = party->output().bytes();
+    const std::span<const std::byte> bytes = party->output();
     Re<mbuf> packet( mbuf_alloc( RTP_HEADER_SIZE + bytes.size() ) );
     if ( !packet ) throw std::bad_alloc();
     packet->pos = packet->end = RTP_HEADER_SIZE;
