@@ -98,6 +98,38 @@ def plot(table, svg):
         subprocess.run(["gnuplot", plot_script.name], cwd=plot_script.parent or ".", check=True)
 
 
+# Jobs of 20 ms in the plot at the top of docs/performance.md: job, samples or parties, and label.
+HEADLINE = (
+    ("conference, parties", 10, "conference, 10 parties"),
+    ("conference, parties", 100, "conference, 100 parties"),
+    ("decode A-law", 160, "decode A-law"),
+    ("encode A-law", 160, "encode A-law"),
+    ("decode int16", 160, "decode 16-bit"),
+    ("encode int16", 160, "encode 16-bit"),
+    ("encode int24", 160, "encode 24-bit"),
+    ("downmix 2 to 1", 160, "stereo to mono"),
+    ("downmix 6 to 2", 160, "6 to 2 channels"),
+    ("telephone 8 to 16 kHz", 160, "8 to 16 kHz"),
+    ("telephone 48 to 8 kHz", 960, "48 to 8 kHz"),
+    ("tone", 160, "tone"),
+)
+
+
+def plot_headline(table, svg):
+    """Draws the time of the fastest other library divided by ours, as bars."""
+    bars = [(label, ratios(table[job, samples])["other"], table[job, samples]["name"])
+            for job, samples, label in HEADLINE if "other" in ratios(table.get((job, samples), {"ours": 1}))]
+    script = ["set terminal svg size 900,420 background 'white' font 'sans-serif,13'", "set logscale y 2",
+              "set yrange [0.5:64]", "set grid ytics", "set style fill solid", "set boxwidth 0.6", "unset key",
+              "set xtics rotate by -35 left", "set rmargin 8", "set title '20 ms of audio: how many times as fast as the "
+              "fastest other library'", f"set xrange [-1:{len(bars)}]", "$data << END",
+              *(f'{x} "{label}" {ratio} "{name}"' for x, (label, ratio, name) in enumerate(bars)), "END",
+              "plot $data using 1:3:xtic(2) with boxes linecolor '#2a6ebb', "
+              "$data using 1:($3*1.25):4 with labels font ',10', 1 with lines linecolor 'black'"]
+    drawn = subprocess.run(["gnuplot"], input="\n".join(script), text=True, check=True, capture_output=True).stdout
+    svg.write_text(drawn)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("result", type=pathlib.Path, help="JSON output of Google Benchmark, with medians")
@@ -106,6 +138,8 @@ def main():
                              "status 1 if any of them got worse")
     parser.add_argument("--plot", type=pathlib.Path, metavar="FILE.svg",
                         help="plot the times, if gnuplot is installed")
+    parser.add_argument("--headline", type=pathlib.Path, metavar="FILE.svg",
+                        help="plot a few ratios to other libraries, of the build for the newest processor")
     parser.add_argument("--level", action="append", default=[], metavar="NAME=FILE.json",
                         help="results of the build for a newer processor (may be repeated)")
     parser.add_argument("--markdown", action="store_true",
@@ -118,6 +152,8 @@ def main():
     print_table(table, levels, args.markdown)
     if args.plot:
         plot(table, args.plot)
+    if args.headline:
+        plot_headline(list(levels.values())[-1] if levels else table, args.headline)
     if args.against:
         print(f"\nCompared with {args.against}:")
         if not compare(table, load(args.against)):

@@ -228,7 +228,9 @@ AudioReader::AudioReader( const std::string &path ) : path( path )
     SF_INFO info = {};
     sndfile.reset( openVirtual( io, SFM_READ, info ) );
     if ( io.error ) failWithErrno( "cannot read " + path, io.error );
-    if ( !sndfile ) fail( "cannot read " + path + ": not a supported audio file: " + sf_strerror( nullptr ) );
+    if ( !sndfile )
+        fail( "cannot read " + path + ": not a supported audio file; for headerless audio, use --raw (" +
+              std::string( sf_strerror( nullptr ) ) + ")" );
     readHeader( info );
 }
 
@@ -326,7 +328,8 @@ int64_t AudioReader::readBytes( void *dest, int64_t frames, int64_t bytes )
                        : sf_readf_float( sndfile.get(), static_cast<float *>( dest ), frames ) * ( bytes / frames );
     if ( io.error ) failWithErrno( "cannot read " + path, io.error );
     if ( sf_error( sndfile.get() ) )
-        fail( "cannot read " + path + ": damaged file: " + sf_strerror( sndfile.get() ) );
+        fail( "cannot read " + path + ": the file is damaged; try to repair it with the program that wrote it (" +
+              sf_strerror( sndfile.get() ) + ")" );
     return done;
 }
 
@@ -375,7 +378,9 @@ AudioWriter::AudioWriter( const std::string &path, const Container &container, c
 void AudioWriter::check( bool success )
 {
     if ( io.error ) output.failWriting( io.error );
-    if ( !success ) fail( "cannot write " + output.path() + ": " + sf_strerror( sndfile.get() ) );
+    if ( !success )
+        fail( "cannot write " + output.path() + ": libsndfile rejects this " + container.name +
+              " file; try another --container (" + sf_strerror( sndfile.get() ) + ")" );
 }
 
 void AudioWriter::checkSpace( double bytes ) const
@@ -435,7 +440,10 @@ void AudioWriter::finish()
         for ( int i = 0; i < 2 && !bytesWritten; ++i ) sf_command( sndfile.get(), SFC_UPDATE_HEADER_NOW, nullptr, 0 );
         int error = sf_close( sndfile.release() );
         if ( io.error ) output.failWriting( io.error );
-        if ( error ) fail( "cannot write " + output.path() + ": " + sf_error_number( error ) );
+        if ( error )
+            fail( "cannot write " + output.path() +
+                  ": libsndfile cannot complete its header; try another --container (" + sf_error_number( error ) +
+                  ")" );
         if ( !correctHeader() ) output.failWriting( errno );
     }
     output.commit();

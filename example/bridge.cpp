@@ -28,10 +28,11 @@ struct Options {
 };
 
 static const char footer[] = "Any softphone can call a room: sip:ROOM@ADDRESS. The first call opens the room.\n"
-                             "Callers may use PCMA or PCMU at 8 kHz, or L16 at 16 or 48 kHz. They press * to\n"
-                             "mute themselves and again to speak, and # to leave. A short tone announces each\n"
-                             "caller who joins or leaves, and repeats while a caller is alone. A call without\n"
-                             "media for 30 s ends. SIGINT and SIGTERM hang up and complete the recordings.\n"
+                             "Callers may use PCMA or PCMU at 8 kHz, or L16 at 16, 44.1 or 48 kHz. They press\n"
+                             "* to mute themselves and again to speak, and # to leave. A short tone announces\n"
+                             "each caller who joins or leaves, and repeats while a caller is alone. A call\n"
+                             "without media for 30 s ends. SIGINT and SIGTERM hang up and complete the\n"
+                             "recordings.\n"
                              "\n"
                              "  bridge --listen 192.0.2.1:5060 --status\n"
                              "  bridge --record meeting.wav --play welcome.wav\n"

@@ -4,14 +4,14 @@
 
 namespace host {
 
-static constexpr int64_t primingFrames = 24; // at least the delay of the filters of --quality telephone
-
-// A live stream must return 20 ms for every 20 ms from the start, so a converter begins with a little silence.
+// A live stream must return 20 ms for every 20 ms from the start, so a converter begins with as much silence as it
+// delays its output.
 static std::unique_ptr<RateConverter> createConverter( int64_t inRate, int64_t outRate )
 {
     if ( inRate == outRate ) return nullptr;
-    auto converter = createRateConverter( parseQuality( "telephone" ), inRate, outRate, 1 );
-    converter->write( pcm::silence::gather( primingFrames ) );
+    const bool isInteger = inRate % outRate == 0 || outRate % inRate == 0; // not for 44.1 kHz
+    auto converter = createRateConverter( parseQuality( isInteger ? "telephone" : "medium" ), inRate, outRate, 1 );
+    converter->write( pcm::silence::gather( isInteger ? 24 : inRate / ticksPerSecond ) );
     return converter;
 }
 

@@ -41,6 +41,7 @@ static const struct Codec {
     PCM_ENCODING encoding;
 } codecs[] = {
     { nullptr, "L16", 48000, PCM_ENCODING_INT_16 | PCM_ENCODING_BIG_ENDIAN },
+    { nullptr, "L16", 44100, PCM_ENCODING_INT_16 | PCM_ENCODING_BIG_ENDIAN },
     { nullptr, "L16", 16000, PCM_ENCODING_INT_16 | PCM_ENCODING_BIG_ENDIAN },
     { "8", "PCMA", 8000, PCM_ENCODING_G711_ALAW },
     { "0", "PCMU", 8000, PCM_ENCODING_G711_MULAW },

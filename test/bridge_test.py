@@ -63,12 +63,12 @@ class Phone:
                  f"Content-Length: {len(body)}", *(["Content-Type: application/sdp"] if body else []), "", body]
         self.sip.sendto("\r\n".join(lines).encode(), (ADDRESS, 5060))
 
-    def call(self, formats="8 0 101"):
-        """Returns the status of the call."""
+    def call(self, formats="8 0 101", rate=8000):
+        """Returns the status of the call. Payload type 96 is L16 at the rate."""
         media = f"m=audio {self.media.getsockname()[1]} RTP/AVP {formats}"
         self.request("INVITE", 1, body="\r\n".join([
             "v=0", f"o=- 1 1 IN IP4 {ADDRESS}", "s=-", f"c=IN IP4 {ADDRESS}", "t=0 0", media,
-            "a=rtpmap:101 telephone-event/8000", ""]))
+            "a=rtpmap:101 telephone-event/8000", f"a=rtpmap:96 L16/{rate}", ""]))
         status = 100
         while status < 200:
             reply = self.sip.recv(4096).decode()
@@ -83,7 +83,7 @@ class Phone:
         self.sequence += 1
         self.media.sendto(rtp(self.sequence, payload, **header), self.peer)
 
-    def hear(self):
+    def hear(self, *encoding):
         """All samples that were received."""
         self.media.setblocking(False)
         codes = b""
@@ -92,9 +92,9 @@ class Phone:
                 codes += self.media.recv(4096)[12:]
         except BlockingIOError:
             pass
-        with open("heard.al", "wb") as file:
+        with open("heard.raw", "wb") as file:
             file.write(codes)
-        sox("-t", "al", "-r", 8000, "heard.al", "-b", 16, "heard.wav")
+        sox("-t", "raw", *(encoding or ["-e", "a-law"]), "-r", 8000, "-c", 1, "heard.raw", "-b", 16, "heard.wav")
         return samples_of("heard.wav")
 
     def hang_up(self):
@@ -247,6 +247,23 @@ class Bridge(Test):
             Error("--record mix.mp3", "unknown file extension"),
             Error("--play none.wav", "cannot open none.wav"),
         ])
+        self.end(bridge)
+
+    def test_wideband(self):
+        bridge = self.bridge()
+        speaker, listeners = self.phone(), {rate: self.phone() for rate in (16000, 44100, 48000)}
+        self.assertEqual(speaker.call(), 200)
+        for rate, listener in listeners.items():
+            self.assertEqual(listener.call("96 8", rate), 200)
+        for payload in alaw_tone(1000, 1):
+            speaker.send(payload)
+            for rate, listener in listeners.items():
+                listener.send(bytes(rate // 50 * 2), payload_type=96)
+            time.sleep(.02)
+        for rate, listener in listeners.items():
+            heard = listener.hear("-e", "signed", "-b", 16, "-B")
+            self.assertAlmostEqual(len(heard) / rate, 1, delta=.3)
+            self.assertAlmostEqual(level_at(heard[rate // 2:rate * 4 // 5], 1000, rate), LEVEL, delta=.5)
         self.end(bridge)
 
     def test_load(self):

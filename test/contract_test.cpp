@@ -143,16 +143,15 @@ void callWith( Result ( *function )( Parameters... ), Arguments... arguments )
     ( std::make_index_sequence<sizeof...( Parameters ) - sizeof...( Arguments )>{} );
 }
 
-using Calls = std::vector<std::function<void()>>;
+using Calls = std::vector<void ( * )()>;
 
-template <class... Function> Calls onNull( Function... functions )
+template <auto... functions> Calls onNull()
 {
-    return { [=] { callWith( functions, null ); }... };
+    return { [] { callWith( functions, null ); }... };
 }
-
-template <class... Function> Calls onNullHandle( Function... functions )
+template <auto... functions> Calls onNullHandle()
 {
-    return { [=] { callWith( functions, NullHandle() ); }... };
+    return { [] { callWith( functions, NullHandle() ); }... };
 }
 
 #define CALL( ... ) [] { __VA_ARGS__; }
@@ -259,8 +258,8 @@ const struct {
             DESTRUCTOR( PCM_PACKET, pcmPacket, "pkt", pcmPacketQueueObj( *queue() ) ),
             { "pkt", { DO( PacketChannels, null ), DO( PacketFrames, null ), DO( PacketBacking, null ),
                          DO( PacketEncode, null, 0 ), DO( SrcRead, src() ) } },
-            { "source", onNull( pcmPacketCreateFrom, pcmPacketCreateFromWithChannels,
-                            pcmPacketCreateFromWithChannelMask, pcmPacketTryDecode ) },
+            { "source", onNull<pcmPacketCreateFrom, pcmPacketCreateFromWithChannels,
+                            pcmPacketCreateFromWithChannelMask, pcmPacketTryDecode>() },
             { "channelMask", { DO( PacketCreateFromWithChannelMask, source(), 0 ) } },
             { "channels > 0", { DO( PacketCreateFromWithChannels, source(), 0 ) } },
             { "channels > 0", { DO( PacketCreate, 0 ), DO( PacketCreateFromSamplesCopy, null, least ),
@@ -275,15 +274,15 @@ const struct {
             { "KIT_INT_MUL_OK( pkt->frames, pkt->channels * KIT_SIZEOF( PCM_SAMPLE ) )",
                 { DO( PacketCreateFromSamplesCopy, block, tooMany - 1, 2 ) } },
             { "KIT_INT_MUL_OK( length, pkt->frames )", { DO( PacketEncode, vast( tooMany, 2 ), 0 ) } },
-            { "pkt", onNull( pcmPacketMutableBacking, pcmPacketClear, pcmPacketSetChannels, pcmPacketSetFrames,
+            { "pkt", onNull<pcmPacketMutableBacking, pcmPacketClear, pcmPacketSetChannels, pcmPacketSetFrames,
                          pcmPacketWriteInner, pcmPacketWriteOuter, pcmPacketWriteZero, pcmPacketInsertInner,
                          pcmPacketInsertOuter, pcmPacketInsertZero, pcmPacketAppend, pcmPacketAppendZero,
                          pcmPacketDelInner, pcmPacketDelOuter, pcmPacketDelTrailing, pcmPacketWriteChannels,
-                         pcmPacketWriteChannelsSamples ) },
-            { "*pkt", onNullHandle( pcmPacketMutableBacking, pcmPacketClear, pcmPacketSetChannels, pcmPacketSetFrames,
+                         pcmPacketWriteChannelsSamples>() },
+            { "*pkt", onNullHandle<pcmPacketMutableBacking, pcmPacketClear, pcmPacketSetChannels, pcmPacketSetFrames,
                           pcmPacketWriteInner, pcmPacketWriteOuter, pcmPacketWriteZero, pcmPacketInsertInner,
                           pcmPacketInsertZero, pcmPacketAppendTrailing, pcmPacketDelInner, pcmPacketDelOuter,
-                          pcmPacketDelTrailing, pcmPacketWriteChannelsSamples ) },
+                          pcmPacketDelTrailing, pcmPacketWriteChannelsSamples>() },
             { "channels > 0", { DO( PacketSetChannels, pkt(), 0 ) } },
             { "KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) )", { DO( PacketSetChannels, pkt(), tooMany ) } },
             { "frames >= 0",
@@ -362,16 +361,16 @@ const struct {
             DESTRUCTOR( PCM_PACKET_QUEUE, pcmPacketQueue, "queue", pcmPacketObj( source() ) ),
             { "channels > 0", { DO( PacketQueueCreate, 0 ) } },
             { "source", { DO( PacketQueueCreateFrom, null ) } },
-            { "queue", onNull( pcmPacketQueueFrames, pcmPacketQueuePackets, pcmPacketQueueChannels ) },
+            { "queue", onNull<pcmPacketQueueFrames, pcmPacketQueuePackets, pcmPacketQueueChannels>() },
             { "KIT_INT_ADD_OK( kitVectorLength( (*queue)->packetsVector ) + !!(*queue)->currentPacket, 1 )",
                 { DO( PacketQueueWrite, fullQueue() ) } },
             { "pkt", { DO( PacketQueueWrite, queue() ) } },
             { "KIT_INT_ADD_OK( (*queue)->frames, length )", { DO( PacketQueueWrite, queue(), vast( most, 2 ) ) } },
             { "frames <= (*queue)->frames", { DO( SrcGather, src(), 1 ), DO( PacketQueueGather, queue(), 6 ) } },
-            { "queue", onNull( pcmPacketQueueWrite, pcmPacketQueueRead, pcmPacketQueueGather,
-                           pcmPacketQueueGatherSamples, pcmPacketQueueClear ) },
-            { "*queue", onNullHandle( pcmPacketQueueWrite, pcmPacketQueueRead, pcmPacketQueueGather,
-                            pcmPacketQueueGatherSamplesAdd, pcmPacketQueueClear ) },
+            { "queue", onNull<pcmPacketQueueWrite, pcmPacketQueueRead, pcmPacketQueueGather,
+                           pcmPacketQueueGatherSamples, pcmPacketQueueClear>() },
+            { "*queue", onNullHandle<pcmPacketQueueWrite, pcmPacketQueueRead, pcmPacketQueueGather,
+                            pcmPacketQueueGatherSamplesAdd, pcmPacketQueueClear>() },
             { "pcmPacketChannels( pkt ) == (*queue)->channels", { DO( PacketQueueWrite, queue(), source( 5, 3 ) ) } },
             { "frames >= 0", { DO( PacketQueueGather, queue() ), DO( PacketQueueGatherSamples, queue() ) } },
             { "frames == 0 || dest", { DO( PacketQueueGatherSamples, queue(), null, 6 ),
@@ -397,9 +396,9 @@ const struct {
             { "writeFrameRate > 0", { DO( SrcTryCreate, 4, 1, 0, 0 ), DO( SrcFrameRateCheckCompatibility, 1, 0 ) } },
             { "channels > 0", { DO( SrcTryCreate, 4, 1, 1, least ) } },
             { "KIT_INT_TO_SIGNED_INT_CONV_OK( channels )", { DO( SrcTryCreate, 4, 1, 1, int64_t{ 1 } << 31 ) } },
-            { "src", onNull( pcmSrcWrite, pcmSrcRead, pcmSrcGather, pcmSrcGatherSamples, pcmSrcGatherSamplesAdd,
+            { "src", onNull<pcmSrcWrite, pcmSrcRead, pcmSrcGather, pcmSrcGatherSamples, pcmSrcGatherSamplesAdd,
                          pcmSrcReset, pcmSrcFrames, pcmSrcPackets, pcmSrcChannels, pcmSrcType, pcmSrcReadFrameRate,
-                         pcmSrcWriteFrameRate ) },
+                         pcmSrcWriteFrameRate>() },
             { "pkt", { DO( SrcWrite, src() ) } },
             { "pcmPacketChannels( pkt ) == src->fixChannels", { DO( SrcWrite, src(), vast( most, 3 ) ) } },
             { "KIT_INT_TO_SIGNED_LONG_CONV_OK( pktFrames )",
@@ -423,13 +422,13 @@ const struct {
         {
             { "channels > 0", { DO( ChannelsAdjustReplaceWithDownmix, pkt(), 0 ),
                                   DO( ChannelsAdjustExpandWithDownmix, pkt(), least ) } },
-            { "pkt", onNull( pcmChannelsAdjustReplaceWithDownmix, pcmChannelsAdjustExpandWithDownmix ) },
-            { "*pkt", onNullHandle( pcmChannelsAdjustReplaceWithDownmix, pcmChannelsAdjustExpandWithDownmix ) },
+            { "pkt", onNull<pcmChannelsAdjustReplaceWithDownmix, pcmChannelsAdjustExpandWithDownmix>() },
+            { "*pkt", onNullHandle<pcmChannelsAdjustReplaceWithDownmix, pcmChannelsAdjustExpandWithDownmix>() },
         } },
     { "pcm_frames",
         {
-            { "pkt", onNull( pcmFramesExtend, pcmFramesReduce ) },
-            { "*pkt", onNullHandle( pcmFramesExtend, pcmFramesReduce ) },
+            { "pkt", onNull<pcmFramesExtend, pcmFramesReduce>() },
+            { "*pkt", onNullHandle<pcmFramesExtend, pcmFramesReduce>() },
             { "mult > 1", { DO( FramesExtend, pkt(), 1 ) } },
             { "div > 1", { DO( FramesReduce, pkt(), 1 ) } },
             { "KIT_INT_MUL_OK( sourceFrames, mult )", { DO( FramesExtend, pkt(), most ) } },
@@ -452,10 +451,10 @@ const struct {
                 { DO( FilterCoefficientsCreate, 7 ), DO( FilterCoefficientsCreate, -1 ) } },
             { "source", { DO( FilterCoefficientsCreateFrom, null ) } },
             { "coefficients",
-                onNull( pcmFilterCoefficientsCreateFromSamplesCopy, pcmFilterCoefficientsCreateFromSamplesUse ) },
+                onNull<pcmFilterCoefficientsCreateFromSamplesCopy, pcmFilterCoefficientsCreateFromSamplesUse>() },
             { "length > 0", { DO( FilterCoefficientsCreateFromSamplesCopy, block, least ),
                                 DO( FilterCoefficientsCreateFromSamplesUse, block, 0 ) } },
-            { "coeff", onNull( pcmFilterCoefficientsBacking, pcmFilterCoefficientsLength ) },
+            { "coeff", onNull<pcmFilterCoefficientsBacking, pcmFilterCoefficientsLength>() },
         } },
     { "pcm_filter",
         {
@@ -467,11 +466,11 @@ const struct {
                 { DO( FilterCreate, taps(), most ) } },
             { "source", { DO( FilterCreateFrom, null ) } },
             { "pkt", { DO( FilterWrite, filter() ) } },
-            { "*filter", onNullHandle( pcmFilterWrite, pcmFilterRead, pcmFilterGather, pcmFilterReset ) },
+            { "*filter", onNullHandle<pcmFilterWrite, pcmFilterRead, pcmFilterGather, pcmFilterReset>() },
             { "pcmPacketChannels( pkt ) == (*filter)->channels", { DO( FilterWrite, filter(), source( 5, 3 ) ) } },
-            { "filter", onNull( pcmFilterWrite, pcmFilterRead, pcmFilterGather, pcmFilterGatherSamples,
+            { "filter", onNull<pcmFilterWrite, pcmFilterRead, pcmFilterGather, pcmFilterGatherSamples,
                             pcmFilterGatherSamplesAdd, pcmFilterReset, pcmFilterFrames, pcmFilterPackets,
-                            pcmFilterChannels, pcmFilterCoefficients ) },
+                            pcmFilterChannels, pcmFilterCoefficients>() },
         } },
     { "pcm_tone",
         {
@@ -495,8 +494,8 @@ const struct {
         } },
     { "pcm_level",
         {
-            { "pkt", onNull( pcmLevelAdjust, pcmLevelAdjustLinearGain ) },
-            { "*pkt", onNullHandle( pcmLevelAdjust, pcmLevelAdjustLinearGain ) },
+            { "pkt", onNull<pcmLevelAdjust, pcmLevelAdjustLinearGain>() },
+            { "*pkt", onNullHandle<pcmLevelAdjust, pcmLevelAdjustLinearGain>() },
         } },
     { "pcm_decibel",
         {
@@ -516,7 +515,7 @@ const struct {
             { "cstr || length == 0", { CALL( kitStringCreateFromCstr( null, -1 ) ) } },
             { "KIT_INT_ADD_OK( length, KIT_SIZEOF( KIT_STRING ) + 1 )",
                 { CALL( kitStringCreateFromCstr( "", most - 48 ) ) } },
-            { "string", onNull( kitStringBacking, kitStringLength ) },
+            { "string", onNull<kitStringBacking, kitStringLength>() },
         } },
     { "kit_names",
         {
@@ -524,31 +523,31 @@ const struct {
         } },
     { "kit_flagset",
         {
-            { "set", onNull( kitFlagsetSetFlagCstr, kitFlagsetHasFlagCstr, kitFlagsetParse, kitFlagsetGenerate ) },
-            { "*set", onNullHandle( kitFlagsetSetFlagCstr ) },
+            { "set", onNull<kitFlagsetSetFlagCstr, kitFlagsetHasFlagCstr, kitFlagsetParse, kitFlagsetGenerate>() },
+            { "*set", onNullHandle<kitFlagsetSetFlagCstr>() },
             { "string", { CALL( kitFlagsetParse( kitFlagsetCreate(), null ) ) } },
         } },
     { "kit_enum",
         {
-            { "enumeration", onNull( kitEnumSetEnumerantCstr, kitEnumParse, kitEnumGenerate ) },
-            { "*enumeration", onNullHandle( kitEnumSetEnumerantCstr ) },
+            { "enumeration", onNull<kitEnumSetEnumerantCstr, kitEnumParse, kitEnumGenerate>() },
+            { "*enumeration", onNullHandle<kitEnumSetEnumerantCstr>() },
         } },
     { "kit_vector",
         {
-            { "vector", onNull( kitVectorAppendObj, kitVectorUnshift, kitVectorClear, kitVectorLength ) },
-            { "*vector", onNullHandle( kitVectorAppendObj, kitVectorUnshift, kitVectorClear ) },
+            { "vector", onNull<kitVectorAppendObj, kitVectorUnshift, kitVectorClear, kitVectorLength>() },
+            { "*vector", onNullHandle<kitVectorAppendObj, kitVectorUnshift, kitVectorClear>() },
             { "obj", { CALL( kitVectorAppendObj( held( kitVectorCreate() ), null ) ) } },
         } },
     { "kit_object",
         {
-            { "obj", onNull( kitObjRetain, kitObjRelease, kitObjSort, kitObjToString, kit___ObjFree,
-                         kit___ObjDbgAllocationSize, kit___ObjDbgSetAllocationSizeN ) },
+            { "obj", onNull<kitObjRetain, kitObjRelease, kitObjSort, kitObjToString, kit___ObjFree,
+                         kit___ObjDbgAllocationSize, kit___ObjDbgSetAllocationSizeN>() },
             { "size >= KIT_SIZEOF( KIT_OBJ )", { CALL( kit___ObjCreate( 39, null ) ) } },
             { "sort", { CALL( kit___ObjCreate( 40, null ) ) } },
         } },
     { "kit_module",
         {
-            { "module", onNull( kitModuleStartup, kitModuleShutdown ) },
+            { "module", onNull<kitModuleStartup, kitModuleShutdown>() },
             { "started", { CALL( KIT_MODULE idle{ {}, {}, [] { return 0; }, {}, {} }; kitModuleStartup( &idle ) ) } },
         } },
     { "kit_random",

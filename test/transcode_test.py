@@ -367,6 +367,10 @@ class Transcode(Test):
                 self.same(done.stdout, read(f"b.{container}"))
                 self.assertIn(b"out  2000 frames", done.stderr)
         self.assertEqual(self.run_("in.raw", "/dev/full", *RAW, "int16", "--rate", 8000).returncode, 1)
+        self.ok("a.wav", "line.wav", "--encoding", "alaw")
+        self.ok("line.wav", "wide.wav", "--rate", 16000, "--encoding", "int16")
+        command = f"{BIN}/transcode a.wav - --encoding alaw | {BIN}/transcode - - --rate 16000 --encoding int16"
+        self.same(subprocess.run(command, shell=True, capture_output=True, check=True).stdout, read("wide.wav"))
 
     def test_output_files(self):
         sox("-n", "-r", 8000, "-b", 16, "in.wav", "synth", .1, "sine", 300)
