@@ -12,13 +12,13 @@
 using namespace host;
 
 /// Converts a tone of a second, in packets of 20 ms.
-static std::vector<PCM_SAMPLE> convertTone( const Quality &quality, int64_t hertz, int64_t inRate, int64_t outRate )
+static std::vector<PCM_SAMPLE> convertTone( Quality quality, int64_t hertz, int64_t inRate, int64_t outRate )
 {
-    auto converter = createRateConverter( quality, inRate, outRate, 1 );
+    Resampler resampler( quality, inRate, outRate, 1 );
     pcm::Tone tone = pcm::Tone::tryCreate( inRate, hertz ).value();
-    for ( int i = 0; i < 50; ++i ) converter->write( tone.gather( inRate / 50 ) );
-    std::vector<PCM_SAMPLE> samples( size_t( converter->frames() ) );
-    converter->gatherAdd( samples, converter->frames() );
+    for ( int i = 0; i < 50; ++i ) resampler.write( tone.gather( inRate / 50 ) );
+    std::vector<PCM_SAMPLE> samples( size_t( resampler.available() ) );
+    resampler.gatherAdd( samples, resampler.available() );
     return samples;
 }
 
@@ -35,7 +35,7 @@ static double levelAt( const std::vector<PCM_SAMPLE> &samples, int64_t hertz, in
 }
 
 /// Returns the frequency up to which no tone loses more than 1 dB from 8 to 16 kHz, in steps of 50 Hz.
-static int64_t passband( const Quality &quality )
+static int64_t passband( Quality quality )
 {
     int64_t hertz = 50;
     while ( levelAt( convertTone( quality, hertz, 8000, 16000 ), hertz, 16000 ) > -1 ) hertz += 50;
@@ -43,24 +43,24 @@ static int64_t passband( const Quality &quality )
 }
 
 /// Returns how much later the output is available than the input, in milliseconds.
-static double delayOf( const Quality &quality )
+static double delayOf( Quality quality )
 {
     return 1000 - double( convertTone( quality, 1000, 8000, 16000 ).size() ) / 16;
 }
 
 /// Returns the time to convert 20 ms, in microseconds.
-static double costOf( const Quality &quality, int64_t inRate, int64_t outRate )
+static double costOf( Quality quality, int64_t inRate, int64_t outRate )
 {
     using Clock = std::chrono::steady_clock;
-    auto converter = createRateConverter( quality, inRate, outRate, 1 );
+    Resampler resampler( quality, inRate, outRate, 1 );
     const pcm::Packet pkt = pcm::Tone::tryCreate( inRate, 1000 )->gather( inRate / 50 );
     double best = HUGE_VAL;
     for ( int round = 0; round < 50; ++round ) {
         constexpr int packets = 100;
         const auto start = Clock::now();
         for ( int i = 0; i < packets; ++i ) {
-            converter->write( pkt );
-            converter->gather( converter->frames() );
+            resampler.write( pkt );
+            (void)resampler.gather( resampler.available() );
         }
         best = std::min( best, std::chrono::duration<double, std::micro>( Clock::now() - start ).count() / packets );
     }
@@ -70,7 +70,7 @@ static double costOf( const Quality &quality, int64_t inRate, int64_t outRate )
 int main()
 {
     const pcm::Module module;
-    const Quality &reference = parseQuality( "telephone" );
+    const Quality reference = parseQuality( "telephone" );
     std::printf( "| quality   | -1 dB at | 3.0 kHz | 3.4 kHz | 3.7 kHz | image at 4.6 kHz | image at 5.2 kHz | alias "
                  "of 4.6 kHz | "
                  "alias of 5.2 kHz | delay   | cost, 8 to 16 kHz | cost, 48 to 8 kHz |\n"
@@ -78,7 +78,7 @@ int main()
                  "           | "
                  "---              | ---     | ---               | ---               |\n" );
     for ( const char *name : { "best", "medium", "fast", "telephone", "linear", "hold" } ) {
-        const Quality &quality = parseQuality( name );
+        Quality quality = parseQuality( name );
         std::printf( "| %-9s | %5lld Hz |", name, static_cast<long long>( passband( quality ) ) );
         for ( int64_t hertz : { 3000, 3400, 3700 } )
             std::printf( " %7.1f |", levelAt( convertTone( quality, hertz, 8000, 16000 ), hertz, 16000 ) );

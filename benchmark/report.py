@@ -100,8 +100,8 @@ def plot(table, svg):
 
 # Jobs of 20 ms in the plot at the top of docs/performance.md: job, samples or parties, and label.
 HEADLINE = (
-    ("conference, parties", 10, "conference, 10 parties"),
-    ("conference, parties", 100, "conference, 100 parties"),
+    ("conference of 10", 160, "conference of 10"),
+    ("conference of 100", 160, "conference of 100"),
     ("decode A-law", 160, "decode A-law"),
     ("encode A-law", 160, "encode A-law"),
     ("decode int16", 160, "decode 16-bit"),

@@ -41,5 +41,5 @@ cpack_add_component(runtime DESCRIPTION "Shared libraries pcm and kit, including
 cpack_add_component(development DEPENDS runtime
   DESCRIPTION "Headers, static libraries, and CMake and pkg-config files for building programs with pcm.")
 cpack_add_component(tools DEPENDS runtime
-  DESCRIPTION "Programs that convert and mix audio, plot filter responses and generate telephone network tones.")
+  DESCRIPTION "Programs that convert and mix audio, plot filter responses, generate telephone network tones and connect softphones.")
 cpack_add_component(python DEPENDS runtime DESCRIPTION "Python package pcm, with NumPy views of packets.")

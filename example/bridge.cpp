@@ -1,253 +1,111 @@
-// A conference bridge for telephones: each caller of sip:ROOM@HOST hears all others in the room.
+// A conference bridge that telephones call.
 //
-// conference.cpp mixes, sip_server.cpp answers calls and moves packets, and this file has the rooms and the options.
+// bridge_mix.h mixes what the callers say, bridge_room.h adds tones and files, bridge_call.h has the network stream
+// of a caller, and bridge_server.h accepts calls.
 
-#include "audio_file.h"
+#include "bridge_mix.h"
+#include "bridge_server.h"
 #include "command_line.h"
-#include "conference.h"
-#include "progress.h"
-#include "report.h"
-#ifdef HAS_SIP
-    #include "sip_server.h"
-#endif
 
-#include <algorithm>
-#include <atomic>
-#include <chrono>
 #include <cstdio>
-#include <map>
-#include <optional>
-#include <thread>
+#include <ctime>
+#include <deque>
 
 using namespace host;
 
-struct Options {
-    std::string listen = "127.0.0.1:5060", record, play;
-    std::optional<int64_t> threads, maxCallers, rate, load;
-    bool status = false;
-};
-
-static const char footer[] = "Any softphone can call a room: sip:ROOM@ADDRESS. The first call opens the room.\n"
-                             "Callers may use PCMA or PCMU at 8 kHz, or L16 at 16, 44.1 or 48 kHz. They press\n"
-                             "* to mute themselves and again to speak, and # to leave. A short tone announces\n"
-                             "each caller who joins or leaves, and repeats while a caller is alone. A call\n"
-                             "without media for 30 s ends. SIGINT and SIGTERM hang up and complete the\n"
-                             "recordings.\n"
+static const char footer[] = "A call to sip:ROOM@HOST joins the room ROOM, where each caller hears all others.\n"
+                             "Levels do not change. Phones use PCMA or PCMU at 8 kHz, or L16 at 16, 44.1 or\n"
+                             "48 kHz. The key * mutes and unmutes a caller, # leaves. Short tones signal that\n"
+                             "a caller has joined or left, or is alone. Lost packets are replaced by a\n"
+                             "repetition. A call that receives no media for 30 s ends.\n"
                              "\n"
-                             "  bridge --listen 192.0.2.1:5060 --status\n"
-                             "  bridge --record meeting.wav --play welcome.wav\n"
-                             "  bridge --load 100";
+                             "With --rate 8000, G.711 calls pass without rate conversion. Use a higher rate\n"
+                             "for phones with L16. The telephone filters convert in integer ratios; other\n"
+                             "ratios use the quality medium.\n"
+                             "\n"
+                             "SIGTERM, SIGINT and SIGHUP end all calls, complete the recordings and exit\n"
+                             "with 0.\n"
+                             "\n"
+                             "  bridge --listen 198.51.100.7:5060 --record calls/%.wav --status\n"
+                             "  bridge --rate 16000 --play welcome.wav\n"
+                             "  bridge --load 1000";
+
+struct Options {
+    ServerSettings settings;
+    std::optional<int64_t> rate, threads, maxCallers, load;
+};
 
 static void addOptions( CommandLine &line, Options &options )
 {
+    ServerSettings &settings = options.settings;
     line.beginGroup( "Network" );
-    line.addOption( "--listen", "ADDRESS:PORT", options.listen,
-        "where to answer calls (default: 127.0.0.1:5060, which only this machine can reach)" );
-    line.addOption( "--callers", "N", options.maxCallers, 10000, "most calls at a time (default: 100)" );
+    line.addOption( "--listen", "ADDRESS:PORT", settings.address,
+        "where to accept SIP calls over UDP and TCP (default: 127.0.0.1:5060)" );
+    line.addOption( "--callers", "N", options.maxCallers, 5000, "most calls at once (default: 100)" );
     line.beginGroup( "Rooms" );
-    line.addOption( "--rate", "HZ", options.rate, 48000, "sample rate of the rooms: 8000, 16000 (default) or 48000" );
-    line.addOption( "--threads", "N", options.threads, 256, "threads that mix rooms (default: 1)" );
-    line.addOption( "--record", "FILE", options.record,
-        "record the mix of all callers; the second room and later ones are recorded to FILE with -ROOM before its "
-        "extension" );
-    line.addOption( "--play", "FILE", options.play, "play a file to each room when it opens" );
+    line.addOption(
+        "--rate", "HZ", options.rate, 48000, "sample rate of the rooms: 8000 (default), 16000, 24000 or 48000" );
+    line.addOption( "--quality", "NAME", settings.quality,
+        "quality of rate conversion: telephone (default), best, medium, fast, hold or linear" );
+    line.addOption( "--threads", "N", options.threads, 256, "threads that run the rooms (default: 1)" );
+    line.addOption( "--record", "FILE", settings.record,
+        "record the sum of the callers of the first room, or, if FILE contains %, of each room; % becomes its name. "
+        "Files are complete when bridge has ended" );
+    line.addOption( "--play", "FILE", settings.play, "play a file into each room from its start" );
     line.beginGroup( "Reports" );
-    line.addFlag( "--status", options.status,
-        "print a line per second: callers, packets that were late, lost and concealed, and the time of a tick" );
+    line.addFlag( "--status", settings.printsStatus,
+        "print a line per second: callers, packets since the start, and the load of a tick in per cent" );
     line.addOption( "--load", "N", options.load, 1000000,
-        "without a network: mix N synthetic callers in one room, and print how many one core could serve" );
+        "do not listen; measure the time of a tick with N synthetic A-law callers in one room" );
 }
 
-using Clock = std::chrono::steady_clock;
-
-// Mixes A-law callers for a second and prints how many parties a core can serve in real time.
-static void measureLoad( int64_t count )
+// Runs ticks for two seconds of processor time.
+static void measureLoad( int64_t callers, Quality quality, int64_t rate )
 {
-    constexpr int64_t rate = 8000;
-    Conference conference( rate );
-    std::vector<std::unique_ptr<Party>> parties;
-    std::vector<pcm::Buffer> sent;
-    for ( int64_t i = 0; i < count; ++i ) {
-        parties.push_back( std::make_unique<Party>( pcm::Encoding::alaw, rate, rate ) );
-        conference.parties.push_back( parties.back().get() );
-        pcm::Packet tone = pcm::Tone::tryCreate( rate, 200 + i % 3000 )->gather( rate / ticksPerSecond );
-        tone.adjustGain( 1 / double( count ) );
-        sent.push_back( tone.encode( pcm::Encoding::alaw ) );
+    std::vector<pcm::Buffer> payloads;
+    for ( int i = 0; i < 16; ++i ) {
+        pcm::Packet speech = pcm::noise::gather( 160 );
+        speech.adjustLevel( -20 );
+        payloads.push_back( speech.encode( pcm::Encoding::alaw ) );
     }
-    int64_t ticks = 0;
-    const auto start = Clock::now();
-    std::chrono::duration<double> elapsed{};
-    for ( ; elapsed.count() < 1; ++ticks, elapsed = Clock::now() - start ) {
+    Room room( rate );
+    std::deque<Party> all;
+    std::vector<Party *> parties;
+    for ( int64_t i = 0; i < callers; ++i )
+        parties.push_back( &all.emplace_back( LineFormat{ pcm::Encoding::alaw, 8000 }, quality, rate ) );
+
+    int64_t ticks = 0, bytes = 0;
+    const std::clock_t start = std::clock();
+    std::clock_t used = 0;
+    for ( ; ticks < 10 || used < 2 * CLOCKS_PER_SEC; ++ticks, used = std::clock() - start ) {
         stopIfInterrupted();
-        for ( size_t i = 0; i < parties.size(); ++i ) parties[i]->write( sent[i].bytes() );
-        conference.tick();
+        for ( size_t i = 0; i < parties.size(); ++i )
+            parties[i]->receive( payloads[( i + size_t( ticks ) ) % payloads.size()].bytes() );
+        room.tick( parties, [&]( Party &, const pcm::Buffer &payload ) { bytes += payload.length(); } );
     }
-    const double perParty = elapsed.count() / double( ticks ) / double( count );
-    std::printf( "%lld parties: %.0f ns per party and tick of 20 ms, %.0f parties per core\n",
-        static_cast<long long>( count ), 1e9 * perParty, 1 / perParty / ticksPerSecond );
+    if ( bytes != ticks * callers * 160 ) fail( "internal error: packets are missing" );
+    const double tick = double( used ) / CLOCKS_PER_SEC / double( ticks ), party = tick / double( callers );
+    std::printf(
+        "%lld callers in a room of %lld Hz: %.3f ms per tick of 20 ms, %.0f ns per caller, %.0f callers per core\n",
+        static_cast<long long>( callers ), static_cast<long long>( rate ), tick * 1e3, party * 1e9, 0.02 / party );
 }
-
-#ifdef HAS_SIP
-
-// A room with its announcements and its recording.
-class Room {
-public:
-    Room( const std::string &recordPath, const std::string &playPath, int64_t rate )
-        : conference( rate ), rate( rate )
-    {
-        if ( !recordPath.empty() ) {
-            const Container &container = selectContainer( recordPath, "" );
-            AudioFormat format = { pcm::Encoding::int16, rate, 1 };
-            if ( !supportsFormat( container, format ) ) format.encoding = pcm::Encoding::float32;
-            recording.emplace( recordPath, container, format );
-        }
-        if ( !playPath.empty() ) play( playPath );
-    }
-
-    void join( Party *party )
-    {
-        conference.parties.push_back( party );
-        announce( 440 );
-    }
-
-    void leave( Party *party )
-    {
-        std::erase( conference.parties, party );
-        if ( !conference.parties.empty() ) announce( 350 );
-    }
-
-    void tick()
-    {
-        constexpr int64_t aloneTicks = 5 * ticksPerSecond;
-        ticksAlone = conference.parties.size() == 1 ? ticksAlone + 1 : 0;
-        if ( ticksAlone % aloneTicks == aloneTicks - 1 ) announce( 425 );
-        conference.tick();
-        if ( recording )
-            recording->write( pcm::Packet( conference.sum(), 1 ).encode( recording->format().encoding ) );
-    }
-
-    void finish()
-    {
-        if ( recording ) recording->finish();
-    }
-
-private:
-    // A tone of 0.1 s between short silences.
-    void announce( int64_t hertz )
-    {
-        pcm::Packet tone = pcm::Tone::tryCreate( rate, hertz )->gather( rate / 10 );
-        tone.adjustLevel( -25 );
-        conference.announcements.write( tone );
-        conference.announcements.write( pcm::silence::gather( rate / 10 ) );
-    }
-
-    void play( const std::string &path )
-    {
-        AudioReader reader( path );
-        Resampler resampler( parseQuality( "medium" ), reader.format().rate, rate, 1 );
-        while ( auto pkt = pcm::Packet::tryDecode(
-                    reader.read( reader.format().rate ), reader.format().encoding, reader.format().channels ) ) {
-            if ( !pkt->frames() ) break;
-            pkt->replaceWithDownmix( 1 );
-            resampler.write( *pkt );
-        }
-        resampler.flush( resampler.remaining() );
-        conference.announcements.write( resampler.gather( resampler.remaining() ) );
-    }
-
-    Conference conference;
-    int64_t rate;
-    std::optional<AudioWriter> recording;
-    int64_t ticksAlone = 0;
-};
-
-// The rooms of the bridge. Called by the thread of the SIP server, except that several threads mix.
-class Bridge : public SipServer::Handler {
-public:
-    explicit Bridge( const Options &options )
-        : options( options ), rate( options.rate.value_or( 16000 ) ), threads( options.threads.value_or( 1 ) )
-    {
-        if ( rate != 8000 && rate != 16000 && rate != 48000 ) fail( "--rate: use 8000, 16000 or 48000" );
-        if ( !options.record.empty() ) selectContainer( options.record, "" ); // fails before any call
-        if ( !options.play.empty() ) AudioReader( options.play );
-    }
-
-    std::unique_ptr<Party> join( const std::string &name, pcm::Encoding encoding, int64_t callerRate ) override
-    {
-        std::unique_ptr<Room> &room = rooms[name];
-        if ( !room ) room = std::make_unique<Room>( recordPath( name ), options.play, rate );
-        auto party = std::make_unique<Party>( encoding, callerRate, rate );
-        room->join( party.get() );
-        return party;
-    }
-
-    void leave( const std::string &name, Party &party ) override { rooms.at( name )->leave( &party ); }
-
-    void tick() override
-    {
-        const auto start = Clock::now();
-        std::vector<Room *> work;
-        for ( auto &[name, room] : rooms ) work.push_back( room.get() );
-        std::atomic<size_t> next = 0;
-        const auto mix = [&] {
-            for ( size_t i; ( i = next++ ) < work.size(); ) work[i]->tick();
-        };
-        std::vector<std::thread> others;
-        for ( int64_t i = 1; i < std::min( threads, int64_t( work.size() ) ); ++i ) others.emplace_back( mix );
-        mix();
-        for ( std::thread &thread : others ) thread.join();
-        longestTick = std::max( longestTick, std::chrono::duration<double>( Clock::now() - start ).count() );
-    }
-
-    void printStatus( const SipServer::Statistics &statistics ) override
-    {
-        if ( !options.status ) return;
-        std::printf( "callers %lld  late %lld  lost %lld  concealed %lld  load %.1f %%\n",
-            static_cast<long long>( statistics.callers ), static_cast<long long>( statistics.late ),
-            static_cast<long long>( statistics.lost ), static_cast<long long>( statistics.concealed ),
-            100 * std::exchange( longestTick, 0 ) * ticksPerSecond );
-        std::fflush( stdout );
-    }
-
-    void finish()
-    {
-        for ( auto &[name, room] : rooms ) room->finish();
-    }
-
-private:
-    // The first room has the file itself.
-    std::string recordPath( const std::string &name ) const
-    {
-        if ( options.record.empty() || rooms.size() == 1 ) return options.record;
-        std::string safe = name;
-        std::replace( safe.begin(), safe.end(), '/', '_' );
-        return std::string( options.record ).insert( options.record.rfind( '.' ), "-" + safe );
-    }
-
-    const Options &options;
-    int64_t rate, threads;
-    std::map<std::string, std::unique_ptr<Room>> rooms; // until the end, because of their recordings
-    double longestTick = 0;
-};
-
-static void serve( const Options &options )
-{
-    Bridge bridge( options );
-    SipServer server( options.listen, options.maxCallers.value_or( 100 ), bridge );
-    server.run();
-    bridge.finish();
-}
-
-#else
-
-static void serve( const Options & ) { fail( "built without libre, which answers calls; only --load is available" ); }
-
-#endif
 
 int main( int argc, char **argv )
 {
-    CommandLine line( "bridge", "A conference bridge that any softphone can call.", footer );
+    CommandLine line( "bridge", "Connects telephone calls in conference rooms.", footer );
     Options options;
     addOptions( line, options );
-    return line.run( argc, argv, [&] { options.load ? measureLoad( *options.load ) : serve( options ); } );
+    return line.run( argc, argv, [&] {
+        ServerSettings &settings = options.settings;
+        settings.rate = options.rate.value_or( settings.rate );
+        settings.threads = options.threads.value_or( settings.threads );
+        settings.maxCallers = options.maxCallers.value_or( settings.maxCallers );
+        if ( settings.rate != 8000 && settings.rate != 16000 && settings.rate != 24000 && settings.rate != 48000 )
+            fail( "--rate: " + std::to_string( settings.rate ) +
+                  " Hz is not supported; use 8000, 16000, 24000 or 48000" );
+        if ( options.load )
+            measureLoad( *options.load, parseQuality( settings.quality ), settings.rate );
+        else
+            serve( settings );
+    } );
 }

@@ -96,7 +96,7 @@ public:
     const std::string &path() const { return spec.path; }
     const AudioReader &source() const { return reader; }
 
-    void start( const Quality &quality, const AudioFormat &mix )
+    void start( Quality quality, const AudioFormat &mix )
     {
         channels = mix.channels;
         framesToStart = std::llround( startTime * double( mix.rate ) );
@@ -195,7 +195,7 @@ static pcm::Packet nextBlock( Tracks &tracks, int64_t maxFrames, int64_t channel
 
 static void mix( const Options &options )
 {
-    const Quality &quality = parseQuality( options.quality );
+    const Quality quality = parseQuality( options.quality );
     const Container &container = selectContainer( options.output, options.container );
     Tracks tracks = openTracks( options );
     AudioFormat format = outputFormat( options, tracks );

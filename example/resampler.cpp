@@ -23,118 +23,119 @@ const char qualityTable[] = "Qualities of rate conversion, from 8 to 16 kHz for 
                             "telephone converts in integer ratios between 8, 12, 16, 24 and 48 kHz.\n"
                             "\n";
 
-static constexpr Quality qualities[] = {
-    { "best", pcm::SrcType::sincBestQuality },
-    { "medium", pcm::SrcType::sincMediumQuality },
-    { "fast", pcm::SrcType::sincFastest },
-    { "telephone", std::nullopt },
-    { "linear", pcm::SrcType::linear },
-    { "hold", pcm::SrcType::zeroOrderHold },
-};
-
-const Quality &parseQuality( const std::string &name )
+Quality parseQuality( const std::string &quality )
 {
-    std::string names;
-    for ( const Quality &quality : qualities ) {
-        if ( name == quality.name ) return quality;
-        names += ( names.empty() ? "" : ", " ) + std::string( quality.name );
-    }
-    fail( "unknown quality \"" + name + "\"; use one of " + names );
+    static const std::pair<const char *, Quality> qualities[] = {
+        { "best", pcm::SrcType::sincBestQuality },
+        { "medium", pcm::SrcType::sincMediumQuality },
+        { "fast", pcm::SrcType::sincFastest },
+        { "hold", pcm::SrcType::zeroOrderHold },
+        { "linear", pcm::SrcType::linear },
+        { "telephone", std::nullopt },
+    };
+    for ( const auto &[name, type] : qualities )
+        if ( quality == name ) return type;
+    fail( "unknown quality \"" + quality + "\"; use one of best, medium, fast, hold, linear, telephone" );
 }
 
-static std::string rateText( int64_t inRate, int64_t outRate )
-{
-    return std::to_string( inRate ) + " Hz to " + std::to_string( outRate ) + " Hz";
-}
-
-// Converts with libsamplerate.
-class SrcConverter : public RateConverter {
-public:
-    SrcConverter( pcm::SrcType type, int64_t inRate, int64_t outRate, int64_t channels )
-    {
-        if ( !pcm::Src::isCompatible( outRate, inRate ) )
-            fail( "libsamplerate cannot convert " + rateText( inRate, outRate ) +
-                  ": the ratio is out of range; convert in two steps" );
-        auto created = pcm::Src::tryCreate( type, outRate, inRate, channels );
-        if ( !created )
-            fail( "libsamplerate cannot convert " + std::to_string( channels ) +
-                  " channels with this quality; use --quality hold or linear" );
-        src = *created;
-    }
-    void write( const pcm::Packet &pkt ) override { src.write( pkt ); }
-    int64_t frames() const override { return src.frames(); }
-    pcm::Packet gather( int64_t frames ) override { return src.gather( frames ); }
-    void gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames ) override { src.gatherAdd( dest, frames ); }
-
-private:
-    pcm::Src src;
+// A filter runs at the higher rate and passes what the lower rate can represent.
+struct TelephoneFilter {
+    int64_t lowRate, highRate;
+    pcm::FilterType type;
+};
+static constexpr TelephoneFilter telephoneFilters[] = {
+    { 8000, 16000, pcm::FilterType::lowpass4000At16000 },
+    { 8000, 24000, pcm::FilterType::lowpass4000At24000 },
+    { 8000, 48000, pcm::FilterType::lowpass4000At48000 },
+    { 12000, 24000, pcm::FilterType::lowpass6000At24000 },
+    { 12000, 48000, pcm::FilterType::lowpass6000At48000 },
+    { 16000, 48000, pcm::FilterType::lowpass8000At48000 },
+    { 24000, 48000, pcm::FilterType::lowpass12000At48000 },
 };
 
-// Converts between rates of telephony with the built-in filters. To raise the rate, inserts silence and removes the
-// images; to lower it, removes what would alias and drops frames.
-class TelephoneConverter : public RateConverter {
-public:
-    TelephoneConverter( int64_t inRate, int64_t outRate, int64_t channels )
-        : extension( std::max( outRate / inRate, int64_t( 1 ) ) ),
-          reduction( std::max( inRate / outRate, int64_t( 1 ) ) ), filtered( channels ), output( channels )
-    {
-        const pcm::Coefficients coefficients( filterType( inRate, outRate ) );
-        filter = pcm::Filter( coefficients, channels );
-        delay = ( coefficients.length() - 1 ) / 2;
-    }
-
-    void write( const pcm::Packet &in ) override
-    {
-        pcm::Packet pkt = in;
-        if ( extension > 1 ) pkt.extendFrames( extension );
-        filter.write( pkt );
-        pkt = filter.read();
-        if ( extension > 1 ) pkt.adjustGain( double( extension ) ); // the inserted silence lowers the level
-        const int64_t early = std::min( delay, pkt.frames() );
-        pkt.delLeading( early );
-        delay -= early;
-        filtered.write( pkt );
-        pkt = filtered.gather( filtered.frames() / reduction * reduction );
-        if ( reduction > 1 ) pkt.reduceFrames( reduction );
-        output.write( pkt );
-    }
-    int64_t frames() const override { return output.frames(); }
-    pcm::Packet gather( int64_t frames ) override { return output.gather( frames ); }
-    void gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames ) override { output.gatherAdd( dest, frames ); }
-
-private:
-    // The cut-off frequency of a filter is half of the lower rate.
-    static pcm::FilterType filterType( int64_t inRate, int64_t outRate )
-    {
-        const int64_t cutoff = std::min( inRate, outRate ) / 2, rate = std::max( inRate, outRate );
-        const auto type = rate % ( 2 * cutoff )
-                              ? std::nullopt
-                              : pcm::filterTypeFromString( "PCM_FILTER_TYPE_LOWPASS_" + std::to_string( cutoff ) +
-                                                           "_AT_" + std::to_string( rate ) );
-        if ( !type )
-            fail( "--quality telephone cannot convert " + rateText( inRate, outRate ) +
-                  ": it supports integer ratios between 8, 12, 16, 24 and 48 kHz; use --quality medium" );
-        return *type;
-    }
-
-    int64_t extension, reduction;
-    pcm::Filter filter;
-    int64_t delay; // the first frames that the filter returns and that are not dropped yet
-    pcm::Queue filtered, output;
-};
-
-std::unique_ptr<RateConverter> createRateConverter(
-    const Quality &quality, int64_t inRate, int64_t outRate, int64_t channels )
+static const TelephoneFilter *findTelephoneFilter( int64_t inRate, int64_t outRate )
 {
-    if ( !quality.type ) return std::make_unique<TelephoneConverter>( inRate, outRate, channels );
-    return std::make_unique<SrcConverter>( *quality.type, inRate, outRate, channels );
+    for ( const TelephoneFilter &filter : telephoneFilters )
+        if ( filter.lowRate == std::min( inRate, outRate ) && filter.highRate == std::max( inRate, outRate ) )
+            return &filter;
+    return nullptr;
 }
 
-Resampler::Resampler( const Quality &quality, int64_t inRate, int64_t outRate, int64_t channels )
+static pcm::Coefficients telephoneCoefficients( int64_t inRate, int64_t outRate )
+{
+    const TelephoneFilter *filter = findTelephoneFilter( inRate, outRate );
+    if ( !filter )
+        fail( "--quality telephone cannot convert " + std::to_string( inRate ) + " Hz to " +
+              std::to_string( outRate ) +
+              " Hz: it converts in integer ratios between 8000, 12000, 16000, 24000 and 48000 Hz; use another "
+              "quality" );
+    return pcm::Coefficients( filter->type );
+}
+
+bool TelephoneConverter::supports( int64_t inRate, int64_t outRate )
+{
+    return findTelephoneFilter( inRate, outRate );
+}
+
+TelephoneConverter::TelephoneConverter( int64_t inRate, int64_t outRate, int64_t channels )
+    : extendFactor( std::max( outRate / inRate, int64_t( 1 ) ) ),
+      reduceFactor( std::max( inRate / outRate, int64_t( 1 ) ) ),
+      filter( telephoneCoefficients( inRate, outRate ), channels ), queue( channels )
+{
+}
+
+void TelephoneConverter::write( pcm::Packet pkt )
+{
+    if ( extendFactor > 1 ) pkt.extendFrames( extendFactor );
+    filter.write( pkt );
+    if ( filter.frames() < framesToDrop ) return;
+    if ( framesToDrop ) (void)filter.gather( std::exchange( framesToDrop, 0 ) );
+    pkt = filter.gather( filter.frames() / reduceFactor * reduceFactor );
+    // The inserted zeros lower the level. Restoring it before the filter would clip, because filters limit their
+    // output to full scale.
+    if ( extendFactor > 1 ) pkt.adjustGain( double( extendFactor ) );
+    if ( reduceFactor > 1 ) pkt.reduceFrames( reduceFactor );
+    queue.write( pkt );
+}
+
+Resampler::Converter Resampler::createConverter( Quality quality, int64_t inRate, int64_t outRate, int64_t channels )
+{
+    if ( inRate == outRate ) return pcm::Queue( channels );
+    if ( !quality ) {
+        TelephoneConverter converter( inRate, outRate, channels );
+        converter.align();
+        return converter;
+    }
+    if ( !pcm::Src::isCompatible( outRate, inRate ) )
+        fail( "libsamplerate cannot convert " + std::to_string( inRate ) + " Hz to " + std::to_string( outRate ) +
+              " Hz: the ratio is out of range; convert in two steps" );
+    auto src = pcm::Src::tryCreate( *quality, outRate, inRate, channels );
+    if ( !src )
+        fail( "libsamplerate cannot convert " + std::to_string( channels ) +
+              " channels with this quality; use --quality hold or linear" );
+    return *src;
+}
+
+Resampler::Resampler( Quality quality, int64_t inRate, int64_t outRate, int64_t channels )
     : inRate( inRate ), outRate( outRate ), inPacketFrames( packetFrames( inRate, outRate, channels ) ),
-      queue( channels ),
-      converter( inRate == outRate ? nullptr : createRateConverter( quality, inRate, outRate, channels ) )
+      queue( channels ), converter( createConverter( quality, inRate, outRate, channels ) )
 {
+}
+
+void Resampler::startLive()
+{
+    if ( std::holds_alternative<TelephoneConverter>( converter ) )
+        converter = TelephoneConverter( inRate, outRate, queue.channels() );
+    if ( !std::holds_alternative<pcm::Src>( converter ) ) return;
+    // A converter of libsamplerate holds back less than 20 ms.
+    pcm::Packet silence( queue.channels() );
+    silence.setFrames( inPacketFrames );
+    write( silence );
+}
+
+int64_t Resampler::buffered() const
+{
+    return std::visit( []( const auto &active ) { return active.frames(); }, converter );
 }
 
 // The number of input frames times the ratio of the rates, rounded. Splitting the product avoids overflow.
@@ -146,15 +147,19 @@ int64_t Resampler::expectedFrames() const
 void Resampler::write( const pcm::Packet &pkt )
 {
     inFrames += pkt.frames();
+    if ( auto *output = std::get_if<pcm::Queue>( &converter ) ) {
+        output->write( pkt );
+        return;
+    }
     queue.write( pkt );
-    while ( converter && queue.frames() >= inPacketFrames ) convert( inPacketFrames );
+    while ( queue.frames() >= inPacketFrames ) convert( inPacketFrames );
 }
 
 void Resampler::convert( int64_t frames )
 {
     pcm::Packet pkt = queue.gather( frames );
     if ( frames < inPacketFrames ) pkt.setFrames( inPacketFrames );
-    converter->write( pkt );
+    std::visit( [&]( auto &active ) { active.write( pkt ); }, converter );
 }
 
 // The converter delays its output. Append silence to the input until it has returned all expected frames.
@@ -166,16 +171,13 @@ void Resampler::flush( int64_t frames )
 pcm::Packet Resampler::gather( int64_t frames )
 {
     outFrames += frames;
-    return converter ? converter->gather( frames ) : queue.gather( frames );
+    return std::visit( [=]( auto &active ) { return active.gather( frames ); }, converter );
 }
 
 void Resampler::gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames )
 {
     outFrames += frames;
-    if ( converter )
-        converter->gatherAdd( dest, frames );
-    else
-        queue.gatherAdd( dest, frames );
+    std::visit( [=]( auto &active ) { active.gatherAdd( dest, frames ); }, converter );
 }
 
 } // namespace host

@@ -4,7 +4,7 @@
 #include "host.h"
 
 #include <algorithm>
-#include <memory>
+#include <variant>
 
 namespace host {
 
@@ -12,39 +12,51 @@ namespace host {
 /// much memory.
 int64_t packetFrames( int64_t rate, int64_t otherRate, int64_t channels );
 
-/// A method of rate conversion.
-struct Quality {
-    const char *name;
-    std::optional<pcm::SrcType> type; ///< none: the filters of the library, for the rates of telephones
-};
+/// The quality of rate conversion: a converter of libsamplerate, or none for the telephone filters.
+using Quality = std::optional<pcm::SrcType>;
 
 /// Parses the argument of --quality, such as "fast". Fails if it is unknown.
-const Quality &parseQuality( const std::string &name );
+Quality parseQuality( const std::string &quality );
 
 /// Lines for the help text of --quality.
 extern const char qualityTable[];
 
-/// Converts the sample rate of a stream.
-class RateConverter {
+/// Converts between 8, 12, 16, 24 and 48 kHz in integer ratios with the low-pass filters of the library. The output
+/// is limited to full scale. The filter delays it by half of its length, which is less than 0.6 ms.
+class TelephoneConverter {
 public:
-    virtual ~RateConverter() = default;
-    virtual void write( const pcm::Packet &pkt ) = 0;
-    virtual int64_t frames() const = 0; ///< that can be gathered now
-    virtual pcm::Packet gather( int64_t frames ) = 0;
-    virtual void gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames ) = 0;
-};
+    /// Returns whether there is a filter for these rates.
+    static bool supports( int64_t inRate, int64_t outRate );
 
-/// Fails if the method does not support this ratio or this number of channels.
-std::unique_ptr<RateConverter> createRateConverter(
-    const Quality &quality, int64_t inRate, int64_t outRate, int64_t channels );
+    /// Fails if there is no filter for these rates.
+    TelephoneConverter( int64_t inRate, int64_t outRate, int64_t channels );
+
+    /// Drops the delay from the start of the output, except half a frame of the higher rate. Call before `write`.
+    void align() { framesToDrop = filter.coefficients().length() / 2 - 1; }
+
+    void write( pcm::Packet pkt );
+    int64_t frames() const { return queue.frames(); }
+    pcm::Packet gather( int64_t frames ) { return queue.gather( frames ); }
+    void gatherAdd( std::span<PCM_SAMPLE> dest, int64_t frames ) { queue.gatherAdd( dest, frames ); }
+
+private:
+    int64_t extendFactor, reduceFactor;
+    pcm::Filter filter;
+    int64_t framesToDrop = 0; // of the filter's output
+    pcm::Queue queue;         // output
+};
 
 /// Converts the sample rate of a stream. Input packets and output packets may have any length. The output of a whole
 /// stream has exactly the length of the input times the ratio of the rates, rounded to a frame. With equal rates,
 /// this is just a queue.
 class Resampler {
 public:
-    /// Fails if the method does not support this ratio or this number of channels.
-    Resampler( const Quality &quality, int64_t inRate, int64_t outRate, int64_t channels );
+    /// Fails if the quality does not support this ratio or this number of channels.
+    Resampler( Quality quality, int64_t inRate, int64_t outRate, int64_t channels );
+
+    /// Prepares for live audio: every 20 ms of input make 20 ms of output available at once. The start of the output
+    /// is then up to 20 ms late. Call before `write`.
+    void startLive();
 
     void write( const pcm::Packet &pkt );
 
@@ -64,14 +76,17 @@ public:
     int64_t framesOut() const { return outFrames; }
 
 private:
-    int64_t buffered() const { return converter ? converter->frames() : queue.frames(); }
+    using Converter = std::variant<pcm::Queue, pcm::Src, TelephoneConverter>;
+
+    static Converter createConverter( Quality quality, int64_t inRate, int64_t outRate, int64_t channels );
+    int64_t buffered() const;
     int64_t expectedFrames() const;
     void convert( int64_t frames );
 
     int64_t inRate, outRate;
     int64_t inPacketFrames;
-    pcm::Queue queue;                         // input that is not converted yet
-    std::unique_ptr<RateConverter> converter; // null if the rates are equal
+    pcm::Queue queue; // input that is not converted yet
+    Converter converter;
     int64_t inFrames = 0, outFrames = 0;
 };
 

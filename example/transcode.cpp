@@ -317,7 +317,7 @@ static void checkPlotPath( const std::string &plot, const std::string &input, co
 static double transcode(
     const Options &options, const std::string &input, const std::string &output, bool isOnlyFile )
 {
-    const Quality &quality = parseQuality( options.quality );
+    const Quality quality = parseQuality( options.quality );
     const Container &container = selectContainer( output, options.container );
     AudioReader reader = openInput( options, input );
     reader.checkLength( options.strict );
