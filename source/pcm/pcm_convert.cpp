@@ -139,7 +139,7 @@ static void pcm___ConvertToSamples( uint8_t *dest, const uint8_t *source, Slot s
 
 static void pcm___ConvertFromSamples( uint8_t *dest, Slot slot, const uint8_t *source, int64_t samples )
 {
-    if ( slot.width != slot.sampleWidth ) kitMemSetN( dest, 0, samples, slot.width );
+    if ( layoutOf( slot ) == padded ) kitMemSetN( dest, 0, samples, slot.width ); // the others write whole slots
     runsFor( slot ).encode[layoutOf( slot )]( dest, source, samples, slot.width, slot.offset );
 }
 
