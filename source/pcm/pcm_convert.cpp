@@ -129,7 +129,8 @@ static const Runs &runsFor( PCM_ENCODING encoding )
 
 static Layout layoutOf( Slot slot )
 {
-    return slot.width == slot.sampleWidth ? dense : slot.width == 4 ? threeInFour : padded;
+    if ( slot.width == slot.sampleWidth ) return dense;
+    return slot.width == 4 && slot.sampleWidth == 3 ? threeInFour : padded;
 }
 
 static void pcm___ConvertToSamples( uint8_t *dest, const uint8_t *source, Slot slot, int64_t samples )
