@@ -12,7 +12,7 @@ int main( int argc, char **argv )
     if ( benchmark::ReportUnrecognizedArguments( argc, argv ) ) return 1;
     kitModuleStartup( pcmModule() );
     addChannels();
-    addConference();
+    addConferences();
     addConversions();
     addKernels();
     addFilters();

@@ -4,7 +4,7 @@
 // The groups of jobs. Each function registers its group, and only `main` calls it.
 
 void addChannels();
-void addConference();
+void addConferences();
 void addConversions();
 void addKernels();
 void addFilters();
