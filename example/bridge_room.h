@@ -12,7 +12,7 @@ namespace host {
 void warnOfCall( const std::string &message );
 extern std::FILE *warningStream;
 
-/// What a room sees of a caller.
+/// The interface of a caller to its room.
 class Caller {
 public:
     Caller() = default;
