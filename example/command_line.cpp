@@ -178,7 +178,7 @@ bool CommandLine::parse( int argc, char **argv )
         fail( "unknown option or extra argument \"" + app.remaining( true ).front() + "\"" );
     } catch ( const CLI::ArgumentMismatch &error ) {
         const std::string text = error.what();
-        fail( text.substr( 0, text.find( ':' ) ) + ": the value is missing, or there are too many" );
+        fail( text.substr( 0, text.find( ':' ) ) + ": the value is missing, or there are too many values" );
     }
     return true;
 }

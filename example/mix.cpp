@@ -1,4 +1,4 @@
-// Mixes recordings into one file, like a conference or a player of announcements.
+// Mixes recordings into one file, for example both sides of a call, or an announcement over music.
 //
 // Data flow: encoded bytes of each file -> Packet::tryDecode -> Packet::adjustLevel -> Packet::expandWithDownmix ->
 // Src::write -> Src::gatherAdd, which adds to a shared block of 20 ms -> Packet::encode -> encoded bytes of the
@@ -232,7 +232,7 @@ static void mix( const Options &options )
 
 int main( int argc, char **argv )
 {
-    CommandLine line( "mix", "Mixes recordings of any rates, channels and encodings into one.",
+    CommandLine line( "mix", "Mixes recordings of any sample rate, channel count and encoding into one.",
         notes + std::string( qualityTable ) + examples );
     Options options;
     addOptions( line, options );

@@ -62,8 +62,8 @@ static void addOptions( CommandLine &line, Options &options )
         "container; \"-\" is standard input or output; with --to-directory, only input files" );
     line.beginGroup( "Output" );
     line.addOption( "--to-directory", "DIRECTORY", options.directory,
-        "convert any number of inputs to files of the same name in this directory; a file that fails does not stop "
-        "the others" );
+        "convert each input to a file of the same base name in this directory; if one fails, the others are still "
+        "converted" );
     line.addOption( "--container", "NAME", options.container, "container of the output (default: by its extension)" );
     line.addOption( "--encoding", "NAME", options.encoding, "encoding of the output (default: that of the input)" );
     line.addOption( "--rate", "HZ", options.rate, maxRate,
@@ -172,8 +172,8 @@ static void selectChannels( pcm::Packet &pkt, const std::vector<int64_t> &select
     pkt = dest;
 }
 
-// Encoding truncates. Adds half a step of the integer codes, so that the result is rounded, and optionally the sum of
-// two uniform noises of up to half a step.
+// Encoding truncates. Adds half a step of the integer codes, so that the result is rounded, and optionally TPDF
+// dither: the sum of two uniform random values of up to half a step each.
 static void addHalfStep( pcm::Packet &pkt, pcm::Encoding encoding, bool dither )
 {
     const double step = std::exp2( 1 - 8 * double( encoding.base().sizeofSample() ) );
@@ -186,7 +186,7 @@ static void addHalfStep( pcm::Packet &pkt, pcm::Encoding encoding, bool dither )
     for ( PCM_SAMPLE &sample : samples ) sample += PCM_SAMPLE( step / 2 );
 }
 
-// How the samples change, apart from their rate.
+// Processing other than rate conversion.
 struct Treatment {
     std::vector<int64_t> selected; // the channels to keep, or none for all
     double level;
@@ -256,7 +256,8 @@ static AudioReader openInput( const Options &options, const std::string &path )
     return { path, { parseEncoding( options.inputEncoding ), *rate, channels } };
 }
 
-// Returns the requested encoding, or the one closest to that of the input that the container supports.
+// Returns the format of the output. Its encoding is the requested one, or the one closest to that of the input that
+// the container supports.
 static AudioFormat outputFormat(
     const Options &options, const AudioReader &reader, int64_t selectedChannels, const Container &container )
 {
@@ -366,7 +367,7 @@ struct Job {
     std::string input, output;
 };
 
-// Returns the outputs of many inputs. Fails if an output would replace an input or another output.
+// Returns a job for each input. Fails if an output would replace an input or another output.
 static std::vector<Job> planJobs( const Options &options )
 {
     std::vector<Job> jobs;
@@ -390,7 +391,7 @@ static std::vector<Job> planJobs( const Options &options )
     return jobs;
 }
 
-// Converts many files with as many threads as the machine has processors.
+// Converts many files, with one thread per processor.
 static void transcodeToDirectory( const Options &options )
 {
     if ( !options.plot.empty() ) fail( "--plot cannot be combined with --to-directory" );

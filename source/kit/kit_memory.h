@@ -6,7 +6,7 @@
  *
  * Sizes are in bytes and may be 0. Blocks are allocated at the requested size, without spare room. The allocation
  * functions never return null: they end the process if memory is exhausted ("out of memory"). A negative size ends
- * the process. So does a product of count and size that does not fit 64 bits, before any memory is touched. Any
+ * the process. So does a product of count and size that does not fit in 64 bits, before any memory is touched. Any
  * thread may call these functions, and a thread may free a block that another one allocated.
  */
 

@@ -34,7 +34,7 @@ struct KIT_OBJ {
     int64_t noted;    /**< heap bytes that the object owns, for debugging; see kit___ObjDbgSetAllocationSize() */
 };
 
-/** Initialises the header of a static record: an object with one reference that is never released. */
+/** Initialises the header of a static record: an object that is never freed. */
 #define KIT_STATIC_HEADER( kind ) \
     {                             \
         kind, { 0 }, -1, 1, 0, 0  \
@@ -110,7 +110,7 @@ KIT_API void kit___ObjFree( KIT_OBJ *obj );
  */
 KIT_API void kit___ObjDbgSetAllocationSize( KIT_OBJ *obj, int64_t bytes );
 
-/** Records @p count x @p size bytes, or INT64_MAX if the product does not fit 64 bits. */
+/** Records @p count x @p size bytes, or INT64_MAX if the product does not fit in 64 bits. */
 KIT_API void kit___ObjDbgSetAllocationSizeN( KIT_OBJ *obj, int64_t count, int64_t size );
 
 /** Returns the number of bytes that was recorded last. */

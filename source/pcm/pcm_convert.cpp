@@ -64,8 +64,7 @@ template <class Format, Layout layout, bool decodes>
         convertTile( dest + done * destWidth, source + done * sourceWidth, encoded, offset );
     if ( !rest ) return;
     const uint8_t *destEnd = dest + samples * destWidth, *sourceEnd = source + samples * sourceWidth;
-    if ( whole &&
-         ( destEnd <= source || sourceEnd <= dest ) ) // convert the last whole tile of samples, some of them again
+    if ( whole && ( destEnd <= source || sourceEnd <= dest ) ) // convert the last tile of samples, some of them again
         return convertTile(
             dest + ( samples - tile ) * destWidth, source + ( samples - tile ) * sourceWidth, encoded, offset );
     uint8_t in[tile * ( decodes ? widest : sampleSize )] = {}, out[tile * ( decodes ? sampleSize : widest )] = {};
@@ -119,7 +118,7 @@ static const Runs &runsFor( int base, bool isUnsigned, bool isBigEndian )
 }
 static const Runs &runsFor( Slot slot ) { return runsFor( slot.base, slot.isUnsigned, slot.isBigEndian ); }
 
-// For a word without pack flags.
+// The word must not have pack flags.
 static const Runs &runsFor( PCM_ENCODING encoding )
 {
     const PCM_ENCODING word = samplesIn( std::endian::native, encoding );
@@ -140,7 +139,8 @@ static void pcm___ConvertToSamples( uint8_t *dest, const uint8_t *source, Slot s
 
 static void pcm___ConvertFromSamples( uint8_t *dest, Slot slot, const uint8_t *source, int64_t samples )
 {
-    if ( layoutOf( slot ) == padded ) kitMemSetN( dest, 0, samples, slot.width ); // the others write whole slots
+    if ( layoutOf( slot ) == padded )
+        kitMemSetN( dest, 0, samples, slot.width ); // the other layouts write whole slots
     runsFor( slot ).encode[layoutOf( slot )]( dest, source, samples, slot.width, slot.offset );
 }
 
@@ -169,7 +169,7 @@ KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source, PCM_EN
     return kitBufferCreateFromBytesUse( bytes, destSampleSize * samples );
 }
 
-// Any words, and the checks.
+// The general case of pcm___Convert: checks the arguments and accepts any words.
 [[gnu::noinline]] static void convertWords(
     uint8_t *dest, PCM_ENCODING destEncoding, const uint8_t *source, PCM_ENCODING sourceEncoding, int64_t samples )
 {
@@ -192,7 +192,7 @@ void pcm___Convert(
 {
     auto *to = static_cast<uint8_t *>( dest );
     auto *from = static_cast<const uint8_t *>( source );
-    // Short calls with valid arguments spend most of their time here, so the common words do not need a Slot.
+    // Fast path: for short blocks with common words, the computation of a Slot would take most of the time.
     const PCM_ENCODING destFlags = destEncoding & allFlags, sourceFlags = sourceEncoding & allFlags;
     if ( to && from && samples >= 0 && samples <= INT64_MAX / sampleSize && !( destFlags && sourceFlags ) &&
          ( destFlags | sourceFlags ) < PCM_ENCODING_PACK_16 )

@@ -14,7 +14,7 @@
  * whose bytes are little endian regardless of the byte order flags.
  *
  * Encoding words are plain numbers, and any number of threads may call these functions at the same time. A null
- * string ends the process, and so does a frame without channels or with a size that does not fit 64 bits.
+ * string ends the process, and so does a frame without channels or with a size that does not fit in 64 bits.
  */
 
 #include "pcm_api.h"

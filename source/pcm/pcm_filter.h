@@ -2,12 +2,12 @@
 #define PCM_FILTER_H
 
 /** @file
- * FIR filters for streams.
+ * Streaming FIR filters.
  *
  * Each write of N frames outputs N filtered frames, and successive packets form one signal. If h are the taps and x
  * is the input of a channel, y[n] is the sum of h[k] x[n - k]. The terms are added from the oldest frame to the
- * newest. Each product is rounded to a 32-bit float before it is added to the 32-bit sum. The output is limited to
- * -1.0 to 1.0, and NaN is not changed. A symmetric set of L taps delays the signal by (L - 1) / 2 frames. There is no
+ * newest. Each product is rounded to a 32-bit float before it is added to the 32-bit sum. The output is clamped to
+ * -1.0 to 1.0; NaN is not changed. A symmetric set of L taps delays the signal by (L - 1) / 2 frames. There is no
  * flush function: to get the end of the signal, write silence.
  *
  * Filters are copy-on-write, like packets. Threads may share a filter if each holds its own reference. Use a handle
@@ -22,8 +22,8 @@ KIT_C_BEGIN
 PCM_OBJECT_DECLARE( PCM_FILTER, pcmFilter );
 
 /**
- * Creates a filter without history. The caller owns it. The filter holds a reference to @p coefficients as long as it
- * exists. Requires "channels > 0".
+ * Creates a filter whose history is silence. The caller owns it. The filter holds a reference to @p coefficients as
+ * long as it exists. Requires "channels > 0".
  */
 PCM_API PCM_FILTER *pcmFilterCreate( PCM_FILTER_COEFFICIENTS *coefficients, int64_t channels );
 
@@ -63,7 +63,7 @@ PCM_API void pcmFilterGatherSamplesAdd( PCM_FILTER **filter, PCM_SAMPLE *dest, i
 /** Returns the number of frames that can be gathered. */
 PCM_API int64_t pcmFilterFrames( PCM_FILTER *filter );
 
-/** Returns the number of packets that can be read. A packet that has been gathered in part counts as one. */
+/** Returns the number of packets that can be read. A partly gathered packet counts as one. */
 PCM_API int64_t pcmFilterPackets( PCM_FILTER *filter );
 /** @} */
 

@@ -30,7 +30,7 @@ static void pcm___PacketFreeFunc( KIT_OBJ *obj )
     kit___ObjDbgSetAllocationSize( obj, 0 );
 }
 
-// Returns the size of a frame in bytes. If it does not fit 64 bits, the result is too large for any allocator.
+// Returns the size of a frame in bytes. Saturates on overflow, so that the allocation fails.
 static int64_t frameSize( int64_t channels ) { return kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ); }
 
 static PCM_SAMPLE *allocate( int64_t frames, int64_t channels )

@@ -4,7 +4,7 @@
 /** @file
  * Packets: copy-on-write objects that hold audio as interleaved frames of samples.
  *
- * A packet owns one block of exactly frames x channels samples. Sample c of frame f has the index f x channels + c. A
+ * A packet owns one block that holds frames x channels samples. Sample c of frame f has the index f x channels + c. A
  * packet without frames has no block.
  *
  * Functions that only read a packet take a handle. Functions that change a packet take the address of a handle. If
@@ -15,7 +15,7 @@
  *
  * Counts and positions are in frames. Positions and channel numbers start at 0. If a call breaks the contract, for
  * example with a null handle ("pkt"), the library reports the condition and ends the process. Ranges are never
- * clipped or extended to fit.
+ * truncated or extended to fit.
  */
 
 #include "pcm_encoding.h"
@@ -44,8 +44,8 @@ PCM_API PCM_PACKET *pcmPacketCreateFromSamplesCopy( const PCM_SAMPLE *source, in
  * Creates a packet from a block of at least frames x channels samples without copying it.
  *
  * The block must come from kitMemAlloc(), kitMemAllocN() or kitMemReallocN(). The packet owns the block from then on.
- * If @p frames is 0, the block is freed at once and may be null. The caller may continue to write to the block as
- * long as it holds the only reference to the packet. Requires "channels > 0" and "frames >= 0".
+ * If @p frames is 0, the block is freed at once and may be null. The caller may continue to write to the block until
+ * the packet is modified, released or shared. Requires "channels > 0" and "frames >= 0".
  */
 PCM_API PCM_PACKET *pcmPacketCreateFromSamplesUse( PCM_SAMPLE *source, int64_t channels, int64_t frames );
 
