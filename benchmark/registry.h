@@ -116,7 +116,7 @@ struct Conversion {
     PCM_ENCODING to() const { return decoding ? 0 : encoding.word; }
     const void *source() const;
     /// Fails if the output buffer differs from the library's result. "naive" and "limit" follow the library's rules
-    /// and must match bit for bit. Other libraries round and clamp by rules of their own.
+    /// and must match bit for bit. Other libraries have other rules for rounding and clamping.
     void verify( const std::string &implementation, int64_t samples ) const;
 };
 

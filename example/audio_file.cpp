@@ -412,9 +412,10 @@ static std::string bigEndian32( int64_t number )
     return { char( number >> 24 ), char( number >> 16 ), char( number >> 8 ), char( number ) };
 }
 
-// Corrects two faults of libsndfile (1.2.0). It writes a PEAK chunk to RF64 files of floats even if it is told not
-// to. The chunk contains the time of day and no peak, because libsndfile sees only encoded bytes; it becomes a chunk
-// that readers ignore. In AIFF files with an odd number of bytes, libsndfile counts the padding byte as a sample.
+// Corrects two faults of libsndfile (1.2.0). It writes a PEAK chunk to RF64 files of floats even after
+// SFC_SET_ADD_PEAK_CHUNK has disabled it. The chunk contains the time of day and no peak, because libsndfile sees
+// only encoded bytes; it becomes a chunk that readers ignore. In AIFF files with an odd number of bytes, libsndfile
+// counts the padding byte as a sample.
 bool AudioWriter::correctHeader()
 {
     std::FILE *file = output.file();

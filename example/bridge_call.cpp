@@ -23,11 +23,6 @@ static constexpr int excessPackets = 5, excessTicks = 25; // see dropExcess
 static constexpr int maxSequenceJump = 100;
 static constexpr size_t maxPayload = 1400; // fits into an Ethernet frame
 
-static void check( int error, const char *message )
-{
-    if ( error ) failWithErrno( message, error );
-}
-
 CallCounts &CallCounts::operator+=( const CallCounts &other )
 {
     late += other.late;
@@ -160,9 +155,9 @@ void Call::flush()
     nextSequence.reset();
 }
 
-// Another source may be a phone that restarts its stream, one behind an address translator, or someone who guesses
-// the port. Packets from the address in the session description take precedence. Otherwise, another source is
-// accepted only when the current one is silent.
+// Another source may be a phone that restarts its stream, a phone whose address is translated (NAT), or an attacker
+// who guesses the port. Packets from the address in the session description take precedence. Otherwise, another
+// source is accepted only when the current one is silent.
 bool Call::isCurrentSource( const sa *source, const rtp_header &header )
 {
     const uint64_t now = tmr_jiffies();

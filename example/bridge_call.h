@@ -15,6 +15,12 @@ struct MemDeref {
 /// Owns a reference to an object of libre.
 template <class T> using Ref = std::unique_ptr<T, MemDeref>;
 
+/// Fails with a message and the text of an errno value, unless it is 0.
+inline void check( int error, const std::string &message )
+{
+    if ( error ) failWithErrno( message, error );
+}
+
 /// Counts packets.
 struct CallCounts {
     uint64_t late = 0;      ///< arrived after their turn

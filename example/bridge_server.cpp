@@ -23,11 +23,6 @@ constexpr int64_t ticksPerSecond = 50;
 constexpr uint64_t maxLateTicks = 10; // of a process that was stopped
 constexpr uint64_t closeTimeout = 2000;
 
-static void check( int error, const std::string &message )
-{
-    if ( error ) failWithErrno( message, error );
-}
-
 /// Runs jobs on several threads and waits until all are done. The calling thread is one of them.
 class Workers {
 public:
@@ -303,16 +298,13 @@ std::string Server::recordingPath( const std::string &roomName ) const
 // Without "%" in its name, there is one recording, which belongs to the first room.
 Recorder *Server::recorderOf( const std::string &roomName )
 {
-    const size_t placeholder = settings.record.find( '%' );
     if ( settings.record.empty() ) return nullptr;
     if ( auto found = recorders.find( roomName ); found != recorders.end() ) return found->second.get();
-    if ( int64_t( recorders.size() ) >= ( placeholder == std::string::npos ? 1 : settings.maxCallers ) )
-        return nullptr;
-    std::string path = settings.record;
-    if ( placeholder != path.npos ) path.replace( placeholder, 1, roomName );
+    const bool isForEachRoom = settings.record.find( '%' ) != std::string::npos;
+    if ( int64_t( recorders.size() ) >= ( isForEachRoom ? settings.maxCallers : 1 ) ) return nullptr;
     auto &recorder = recorders[roomName];
     try {
-        recorder = std::make_unique<Recorder>( path, settings.rate );
+        recorder = std::make_unique<Recorder>( recordingPath( roomName ), settings.rate );
     } catch ( const std::exception &error ) {
         warnOfCall( error.what() );
         recordingFailed = true;

@@ -51,7 +51,7 @@ private:
         return text.empty() ? "" : "\n" + group + ":\n" + text;
     }
 
-    // Formats a name and its text in two columns. A long name has a line of its own.
+    // Formats a name and its text in two columns. Puts a long name on a separate line.
     static std::string entry( const std::string &name, const std::string &text )
     {
         std::ostringstream result;

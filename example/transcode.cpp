@@ -19,6 +19,7 @@
 #include <map>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <thread>
 
 using namespace host;
@@ -153,7 +154,7 @@ private:
 static std::vector<int64_t> parseSelection( const std::string &text, int64_t channels )
 {
     std::vector<int64_t> selected;
-    for ( size_t begin = 0; begin < text.size(); ) {
+    for ( size_t begin = 0; !text.empty() && begin <= text.size(); ) {
         const size_t end = std::min( text.find( ',', begin ), text.size() );
         selected.push_back( parseWhole( "--select", text.substr( begin, end - begin ), 0, channels - 1 ) );
         begin = end + 1;
@@ -371,10 +372,11 @@ struct Job {
 static std::vector<Job> planJobs( const Options &options )
 {
     std::vector<Job> jobs;
-    std::map<std::string, std::string> users; // the input that uses a file, as input or output
+    std::set<std::string> inputs;               // identities
+    std::map<std::string, std::string> outputs; // the inputs of outputs, by identity
     for ( const std::string &input : options.files ) {
         if ( input == standardStream ) fail( "\"-\" cannot be combined with --to-directory" );
-        users[fileIdentity( input )] = input;
+        inputs.insert( fileIdentity( input ) );
     }
     for ( const std::string &input : options.files ) {
         std::filesystem::path name = std::filesystem::path( input ).filename();
@@ -383,10 +385,11 @@ static std::vector<Job> planJobs( const Options &options )
         else if ( !hasContainer( input ) )
             name.replace_extension( "wav" );
         jobs.push_back( { input, ( options.directory / name ).string() } );
-        const auto [user, isNew] = users.emplace( fileIdentity( jobs.back().output ), input );
-        if ( !isNew )
-            fail( "cannot write " + jobs.back().output + " for " + input +
-                  ": it is also the input or the output of " + user->second );
+        const std::string identity = fileIdentity( jobs.back().output );
+        const std::string message = "cannot write " + jobs.back().output + " for " + input;
+        if ( inputs.contains( identity ) ) fail( message + ": it is also an input" );
+        const auto [output, isNew] = outputs.emplace( identity, input );
+        if ( !isNew ) fail( message + ": it is also the output for " + output->second );
     }
     return jobs;
 }

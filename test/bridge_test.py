@@ -371,7 +371,7 @@ class Bridge(Test):
 
 
 def enter_namespace():
-    """Restarts the test in a network namespace of its own."""
+    """Restarts the test in a separate network namespace."""
     command = ["unshare", "--net", *([] if os.geteuid() == 0 else ["--map-root-user"])]
     if subprocess.run([*command, "true"], stderr=subprocess.DEVNULL, check=False).returncode:
         print("bridge test skipped: unshare may not create a network namespace")

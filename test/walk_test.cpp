@@ -1,7 +1,7 @@
 #include "operations.h"
 #include "support.h"
 
-// Random walks over the table of operations: each is a test of its own. PCM_TEST_SEED=7 repeats or varies one.
+// Random walks over the table of operations: each is a separate test. PCM_TEST_SEED=7 repeats or varies one.
 
 namespace {
 

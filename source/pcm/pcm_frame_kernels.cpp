@@ -28,7 +28,7 @@ static void withConstants( Constants<as...>, Bs bs, int64_t a, int64_t b, Run ru
     if ( !( ( a == as && withA.template operator()<as>( bs ) ) || ... ) ) run( a, b );
 }
 
-// The loops are functions of their own, because `__restrict` has no effect on variables that a lambda captures.
+// Each loop is a separate function, because `__restrict` has no effect on variables that a lambda captures.
 // Samples are copied one by one, which compilers vectorize, unless their number is only known at run time.
 
 static constexpr PCM_SAMPLE silence = 0;

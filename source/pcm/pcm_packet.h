@@ -234,10 +234,10 @@ PCM_API PCM_PACKET *pcmPacketCreateFromWithChannels( PCM_PACKET *source, int64_t
 
 /**
  * Returns a packet with the channels of @p source that are selected by @p channelMask, in ascending order. Bit n
- * selects channel n. Channels from 64 on cannot be selected. For each bit without a channel, a channel of value 0
- * follows the others. If the number of set bits equals the number of channels of @p source, returns @p source itself
- * with an additional reference. The caller owns the returned packet. Requires "channelMask", that is, at least one
- * bit.
+ * selects channel n; channels 64 and above cannot be selected. For each set bit without a channel in @p source, a
+ * silent channel is appended. If the number of set bits equals the number of channels of @p source, returns @p source
+ * itself with an additional reference, whichever bits are set. The caller owns the returned packet. Requires
+ * "channelMask", that is, at least one bit.
  */
 PCM_API PCM_PACKET *pcmPacketCreateFromWithChannelMask( PCM_PACKET *source, uint64_t channelMask );
 
