@@ -1,5 +1,6 @@
 // Operations on the channels and frames of packets, compared with plain loops whose channel counts are known to the
-// compiler, and with SSE2 code for one and two channels. Both allocate as much as the library.
+// compiler, and with SSE2 code for one and two channels. Both allocate as much as the library, and hold a reference
+// to their input as the library does.
 
 #include "jobs.h"
 #include "limit_packet.h"
@@ -26,13 +27,16 @@ template <class Run> static void addRun( const std::string &job, int64_t frames,
 template <int64_t to, class Write>
 static void addAllocatingRun( const std::string &job, int64_t frames, const char *implementation, Write write )
 {
+    LimitPacket *input = LimitPacket::create( 0 ); // never released
     addRun( job, frames, implementation, [=] {
+        ++input->refCount;
         LimitPacket *pkt = LimitPacket::create( 0 );
         auto *block = static_cast<float *>( std::malloc( size_t( frames * to ) * sizeof( float ) ) );
         write( block, buffers.samples );
         benchmark::DoNotOptimize( block );
         std::free( block );
         pkt->release();
+        input->release();
     } );
 }
 
@@ -41,13 +45,15 @@ template <int64_t from, int64_t to> static std::string jobName( const std::strin
     return name + ' ' + std::to_string( from ) + " to " + std::to_string( to );
 }
 
-/// `ours` edits the packet at an address. `fill` writes frames of `to` channels from frames of `from` channels.
+/// `ours` edits the packet at an address. `fill` writes frames of `to` channels from frames of `from` channels, each
+/// of which consists of `framesOfPacket` frames of the packet.
 template <int64_t from, int64_t to, class Ours, class Fill>
-static void addJobs( const std::string &name, Ours ours, Fill fill )
+static void addJobs( const std::string &name, Ours ours, Fill fill, int64_t framesOfPacket = 1 )
 {
     const std::string job = jobName<from, to>( name );
     for ( int64_t frames : streamBlockSizes ) {
-        PCM_PACKET *source = pcmPacketCreateFromSamplesCopy( buffers.samples, from, frames ); // never released
+        PCM_PACKET *source = pcmPacketCreateFromSamplesCopy( // never released
+            buffers.samples, from / framesOfPacket, frames * framesOfPacket );
         addRun( job, frames, "ours", [=] {
             PCM_PACKET *pkt = pcmPacketRetain( source );
             ours( pkt );
@@ -197,19 +203,11 @@ template <int64_t channels, int64_t factor> static void addExtendAndReduce()
     addResize<channels, channels * factor>(
         "extend" + suffix, []( PCM_PACKET *&pkt ) { pcmFramesExtend( &pkt, factor ); } );
     addJobs<channels * factor, channels>(
-        "reduce" + suffix,
-        []( PCM_PACKET *&pkt ) {
-            // The same block, as frames of `channels` channels.
-            static PCM_PACKET *narrow;
-            if ( !narrow || pcmPacketFrames( narrow ) != factor * pcmPacketFrames( pkt ) )
-                narrow = pcmPacketCreateFromSamplesCopy( buffers.samples, channels, factor * pcmPacketFrames( pkt ) );
-            PCM_PACKET *reduced = pcmPacketRetain( narrow );
-            pcmFramesReduce( &reduced, factor );
-            pcmPacketRelease( reduced );
-        },
+        "reduce" + suffix, []( PCM_PACKET *&pkt ) { pcmFramesReduce( &pkt, factor ); },
         []( float *dest, const float *source ) {
             for ( int64_t c = 0; c < channels; ++c ) dest[c] = source[c];
-        } );
+        },
+        factor );
 }
 
 template <int64_t from, int64_t to> static void addWrite()

@@ -17,8 +17,8 @@ const char qualityTable[] = "Qualities of rate conversion, from 8 to 16 kHz for 
                             "  medium        3550 Hz     -113 dB    5.9 ms      95\n"
                             "  fast          3050 Hz     -105 dB    2.5 ms      45\n"
                             "  telephone     3600 Hz      -14 dB    0.4 ms       1\n"
-                            "  linear        1700 Hz       -8 dB      0 ms       5\n"
-                            "  hold          2350 Hz       -4 dB      0 ms       4\n"
+                            "  linear        1650 Hz       -8 dB      0 ms       5\n"
+                            "  hold          2300 Hz       -4 dB      0 ms       4\n"
                             "\n"
                             "telephone converts in integer ratios between 8, 12, 16, 24 and 48 kHz.\n"
                             "\n";

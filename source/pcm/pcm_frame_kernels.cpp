@@ -78,14 +78,14 @@ static void select( PCM_SAMPLE *__restrict dest, To to, const PCM_SAMPLE *__rest
                 copySample( dest + f * to + c, &silence );
 }
 
-template <class To, class First, class From>
+template <class To, class First, class From, class Factor>
 static void mix( PCM_SAMPLE *__restrict dest, To to, First first, const PCM_SAMPLE *__restrict source, From from,
-    PCM_SAMPLE factor, int64_t frames )
+    Factor factor, int64_t frames )
 {
     for ( int64_t f = 0; f < frames; ++f ) {
         PCM_SAMPLE sum = 0;
         for ( int64_t c = 0; c < from; ++c ) sum += source[f * from + c];
-        sum *= factor;
+        sum *= PCM_SAMPLE( factor );
         copyFrame( dest + f * to, source + f * from, first );
         for ( int64_t c = first; c < to; ++c ) copySample( dest + f * to + c, &sum );
     }
@@ -133,6 +133,9 @@ void mixFrames( PCM_SAMPLE *dest, int64_t destChannels, const PCM_SAMPLE *source
     withConstants( CommonCounts(), CommonCounts(), destChannels, sourceChannels, [=]( auto to, auto from ) {
         if ( keepsChannels )
             mix( dest, to, from, source, from, factor, frames );
+        else if ( factor == 1 )
+            mix( dest, to, std::integral_constant<int64_t, 0>(), source, from, std::integral_constant<int, 1>(),
+                frames );
         else
             mix( dest, to, std::integral_constant<int64_t, 0>(), source, from, factor, frames );
     } );

@@ -52,9 +52,8 @@ static PCM_PACKET *takeCurrent( PCM_PACKET_QUEUE *queue )
     return pkt;
 }
 
-using Kernel = void ( * )( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples );
-
-static void gather( PCM_PACKET_QUEUE **queue, PCM_SAMPLE *dest, int64_t frames, Kernel kernel )
+template <void kernel( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples )>
+static void gather( PCM_PACKET_QUEUE **queue, PCM_SAMPLE *dest, int64_t frames )
 {
     KIT_CHECK( queue );
     KIT_CHECK( *queue );
@@ -144,12 +143,12 @@ PCM_PACKET *pcmPacketQueueGather( PCM_PACKET_QUEUE **queue, int64_t frames )
 
 void pcmPacketQueueGatherSamples( PCM_PACKET_QUEUE **queue, PCM_SAMPLE *dest, int64_t frames )
 {
-    gather( queue, dest, frames, pcm___SamplesCopy );
+    gather<pcm___SamplesCopy>( queue, dest, frames );
 }
 
 void pcmPacketQueueGatherSamplesAdd( PCM_PACKET_QUEUE **queue, PCM_SAMPLE *dest, int64_t frames )
 {
-    gather( queue, dest, frames, pcm___SamplesAdd );
+    gather<pcm___SamplesAdd>( queue, dest, frames );
 }
 
 void pcmPacketQueueClear( PCM_PACKET_QUEUE **queue )
