@@ -61,9 +61,9 @@ template <class T> void destroyNamed( KIT_OBJ *obj ) { clear( reinterpret_cast<T
 
 template <class T, KIT_SORT *sort> T *copyNamed( T *source )
 {
-    T *copy = create<T>( sort );
+    Owned copy( create<T>( sort ) );
     for ( const Name &name : source->names ) add( copy->names, retain( name.text ), name.value );
-    return copy;
+    return copy.take();
 }
 
 } // namespace kit

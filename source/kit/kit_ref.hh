@@ -2,13 +2,20 @@
 #define KIT_REF_HH
 
 // C++ only, private to the libraries: references, copy-on-write and the standard functions of object types.
+//
+// A host that compiles the sources with exceptions enabled, as the Python module does, may define a kit___Abort that
+// throws. All operations then leave their objects unchanged and free what they allocated. Owned and Block therefore
+// own whatever a later step could leak.
 
 #include "kit_check.hh"
+#include "kit_memory.h"
 #include "kit_object.h"
 
 #include <atomic>
 #include <cstddef>
+#include <memory>
 #include <type_traits>
+#include <utility>
 
 namespace kit {
 
@@ -67,6 +74,34 @@ public:
 private:
     T *object;
 };
+
+/// Owns one reference until it is taken.
+template <class T> class Owned {
+public:
+    explicit Owned( T *obj ) : object( obj ) {}
+    ~Owned() { release( object ); }
+    Owned( const Owned & ) = delete;
+    Owned &operator=( const Owned & ) = delete;
+
+    T *operator->() const { return object; }
+    T *get() const { return object; }
+    T **address() { return &object; }
+    [[nodiscard]] T *take() { return std::exchange( object, nullptr ); }
+
+private:
+    T *object;
+};
+
+struct MemoryFree {
+    void operator()( void *block ) const { kitMemFree( block ); }
+};
+/// Owns a block of kitMemAlloc(), kitMemAllocN() or kitMemReallocN().
+template <class T> using Block = std::unique_ptr<T[], MemoryFree>;
+
+template <class T> Block<T> allocate( int64_t count, int64_t size = KIT_SIZEOF( T ) )
+{
+    return Block<T>( static_cast<T *>( kitMemAllocN( count, size ) ) );
+}
 
 template <class T> T *create( KIT_SORT *sort )
 {

@@ -46,9 +46,9 @@ static KIT_SORT kit___sort_KIT_VECTOR = { KIT_STATIC_HEADER( KIT_KIND_SORT ), nu
 
 static KIT_VECTOR *copy( KIT_VECTOR *source )
 {
-    KIT_VECTOR *vector = kitVectorCreate();
-    for ( int64_t i = 0; i < source->length; ++i ) push( vector, item( source, i ) );
-    return vector;
+    kit::Owned vector( kitVectorCreate() );
+    for ( int64_t i = 0; i < source->length; ++i ) push( vector.get(), item( source, i ) );
+    return vector.take();
 }
 
 KIT_VECTOR *kitVectorCreate( void ) { return kit::create<KIT_VECTOR>( &kit___sort_KIT_VECTOR ); }

@@ -1,8 +1,7 @@
 #include "pcm_channels.h"
 
 #include "pcm_frame_kernels.hh"
-
-#include "kit/kit_ref.hh"
+#include "pcm_owned.hh"
 
 static PCM_SAMPLE meanFactor( int64_t channels ) { return PCM_SAMPLE( 1.0 / double( channels ) ); }
 
@@ -10,11 +9,10 @@ static PCM_SAMPLE meanFactor( int64_t channels ) { return PCM_SAMPLE( 1.0 / doub
 static void mixToNewPacket( PCM_PACKET **pkt, int64_t channels, bool keepsChannels )
 {
     int64_t frames = pcmPacketFrames( *pkt ), sourceChannels = pcmPacketChannels( *pkt );
-    void *block = kitMemAllocN( frames, kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
-    PCM_PACKET *fresh = pcmPacketCreateFromSamplesUse( static_cast<PCM_SAMPLE *>( block ), channels, frames );
-    pcm::mixFrames( static_cast<PCM_SAMPLE *>( block ), channels, pcmPacketBacking( *pkt ), sourceChannels,
-        keepsChannels, meanFactor( sourceChannels ), frames );
-    kit::replace( pkt, fresh );
+    auto block = kit::allocate<PCM_SAMPLE>( frames, kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
+    pcm::mixFrames( block.get(), channels, pcmPacketBacking( *pkt ), sourceChannels, keepsChannels,
+        meanFactor( sourceChannels ), frames );
+    kit::replace( pkt, pcm::packetOf( std::move( block ), channels, frames ) );
 }
 
 void pcmChannelsAdjustReplaceWithDownmix( PCM_PACKET **pkt, int64_t channels )

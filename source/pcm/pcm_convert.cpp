@@ -2,9 +2,9 @@
 
 #include "pcm_g711.hh"
 #include "pcm_integer.hh"
+#include "pcm_owned.hh"
 #include "pcm_slot.hh"
 
-#include "kit/kit_check.hh"
 #include "kit/kit_loop.hh"
 
 #include <array>
@@ -163,10 +163,10 @@ KIT_BUFFER *pcmTryConvert( PCM_ENCODING destEncoding, KIT_BUFFER *source, PCM_EN
     int64_t length = kitBufferLength( source ), samples = length / sourceSampleSize;
     if ( length % sourceSampleSize || !samples ) return nullptr;
     KIT_CHECK( KIT_INT_MUL_OK( destSampleSize, samples ) );
-    void *bytes = kitMemAlloc( destSampleSize * samples );
-    pcm___Convert( bytes, samplesIn( std::endian::little, destEncoding ), kitBufferBacking( source ),
+    kit::Block<uint8_t> bytes = kit::allocate<uint8_t>( destSampleSize * samples );
+    pcm___Convert( bytes.get(), samplesIn( std::endian::little, destEncoding ), kitBufferBacking( source ),
         samplesIn( std::endian::little, sourceEncoding ), samples );
-    return kitBufferCreateFromBytesUse( bytes, destSampleSize * samples );
+    return bufferOf( std::move( bytes ), destSampleSize * samples );
 }
 
 // The general case of pcm___Convert: checks the arguments and accepts any words.

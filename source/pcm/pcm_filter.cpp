@@ -2,10 +2,9 @@
 
 #include "pcm_lanes.hh"
 #include "pcm_module.h"
+#include "pcm_owned.hh"
 #include "pcm_packet_queue.h"
 #include "pcm_samples_stdc.h"
-
-#include "kit/kit_ref.hh"
 
 #include <cstring>
 
@@ -143,31 +142,31 @@ PCM_FILTER *pcmFilterCreate( PCM_FILTER_COEFFICIENTS *coefficients, int64_t chan
 {
     KIT_CHECK( coefficients );
     KIT_CHECK( channels > 0 );
-    auto *filter = kit::create<PCM_FILTER>( &pcm___sort_PCM_FILTER );
+    kit::Owned filter( kit::create<PCM_FILTER>( &pcm___sort_PCM_FILTER ) );
     filter->coefficients = kit::retain( coefficients );
     filter->coefficientsLength = pcmFilterCoefficientsLength( coefficients );
     filter->coefficientsBacking = pcmFilterCoefficientsBacking( coefficients );
     filter->channels = channels;
     filter->outputQueue = pcmPacketQueueCreate( channels );
     KIT_CHECK( KIT_INT_MUL_OK( filter->coefficientsLength, filter->channels ) );
-    allocateHistory( filter );
+    allocateHistory( filter.get() );
     pcm___SamplesZero( filter->history, filter->coefficientsLength * channels );
-    return filter;
+    return filter.take();
 }
 
 PCM_FILTER *pcmFilterCreateFrom( PCM_FILTER *source )
 {
     KIT_CHECK( source );
-    auto *filter = kit::create<PCM_FILTER>( &pcm___sort_PCM_FILTER );
+    kit::Owned filter( kit::create<PCM_FILTER>( &pcm___sort_PCM_FILTER ) );
     filter->coefficients = kit::retain( source->coefficients );
     filter->coefficientsLength = source->coefficientsLength;
     filter->coefficientsBacking = source->coefficientsBacking;
     filter->channels = source->channels;
-    allocateHistory( filter );
+    allocateHistory( filter.get() );
     pcm___SamplesCopy( filter->history, source->history, source->coefficientsLength * source->channels );
     filter->historyPosition = source->historyPosition;
     filter->outputQueue = kit::retain( source->outputQueue );
-    return filter;
+    return filter.take();
 }
 
 void pcmFilterWrite( PCM_FILTER **filter, PCM_PACKET *pkt )
@@ -180,15 +179,14 @@ void pcmFilterWrite( PCM_FILTER **filter, PCM_PACKET *pkt )
     PCM_FILTER *self = writable( filter );
     const PCM_SAMPLE *source = pcmPacketBacking( pkt );
     int64_t frames = pcmPacketFrames( pkt ), samples = frames * self->channels;
-    PCM_SAMPLE *block = nullptr;
+    kit::Block<PCM_SAMPLE> block;
     if ( frames ) {
-        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, KIT_SIZEOF( PCM_SAMPLE ) ) );
-        filterBlock( block, *self, source, samples );
-        keepHistory( self, source, frames );
+        block = kit::allocate<PCM_SAMPLE>( samples );
+        filterBlock( block.get(), *self, source, samples );
     }
-    PCM_PACKET *out = pcmPacketCreateFromSamplesUse( block, self->channels, frames );
-    pcmPacketQueueWrite( &self->outputQueue, out );
-    kit::release( out );
+    kit::Owned out( pcm::packetOf( std::move( block ), self->channels, frames ) );
+    pcmPacketQueueWrite( &self->outputQueue, out.get() );
+    if ( frames ) keepHistory( self, source, frames );
 }
 
 PCM_PACKET *pcmFilterRead( PCM_FILTER **filter ) { return pcmPacketQueueRead( output( filter ) ); }
@@ -223,9 +221,9 @@ int64_t pcmFilterPackets( PCM_FILTER *filter )
 void pcmFilterReset( PCM_FILTER **filter )
 {
     PCM_FILTER *self = writable( filter );
+    pcmPacketQueueClear( &self->outputQueue );
     pcm___SamplesZero( self->history, self->channels * self->coefficientsLength );
     self->historyPosition = 0;
-    pcmPacketQueueClear( &self->outputQueue );
 }
 
 int64_t pcmFilterChannels( PCM_FILTER *filter )

@@ -88,9 +88,11 @@ PCM_FILTER_COEFFICIENTS *pcmFilterCoefficientsCreateFromSamplesCopy( const PCM_S
 {
     KIT_CHECK( coefficients );
     KIT_CHECK( length > 0 );
-    auto *taps = static_cast<PCM_SAMPLE *>( kitMemAllocN( length, KIT_SIZEOF( PCM_SAMPLE ) ) );
-    pcm___SamplesCopy( taps, coefficients, length );
-    return pcmFilterCoefficientsCreateFromSamplesUse( taps, length );
+    auto taps = kit::allocate<PCM_SAMPLE>( length );
+    pcm___SamplesCopy( taps.get(), coefficients, length );
+    PCM_FILTER_COEFFICIENTS *coeff = pcmFilterCoefficientsCreateFromSamplesUse( taps.get(), length );
+    (void)taps.release();
+    return coeff;
 }
 
 PCM_FILTER_COEFFICIENTS *pcmFilterCoefficientsCreateFromSamplesUse( PCM_SAMPLE *coefficients, int64_t length )

@@ -1,16 +1,16 @@
 #include "pcm_frames.h"
 
 #include "pcm_frame_kernels.hh"
-
-#include "kit/kit_ref.hh"
+#include "pcm_owned.hh"
 
 // Replaces the packet by a new one and returns its block, which the caller fills. The old packet remains valid,
 // because the caller holds it.
 static PCM_SAMPLE *replaceBlock( PCM_PACKET **pkt, int64_t channels, int64_t frames )
 {
-    auto *block = static_cast<PCM_SAMPLE *>( kitMemAllocN( frames * channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
-    kit::replace( pkt, pcmPacketCreateFromSamplesUse( block, channels, frames ) );
-    return block;
+    auto block = kit::allocate<PCM_SAMPLE>( frames * channels );
+    PCM_SAMPLE *dest = block.get();
+    kit::replace( pkt, pcm::packetOf( std::move( block ), channels, frames ) );
+    return dest;
 }
 
 void pcmFramesExtend( PCM_PACKET **pkt, int64_t mult )

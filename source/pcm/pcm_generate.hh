@@ -3,7 +3,7 @@
 
 // Private to the library: code that the generators of tones and noise share.
 
-#include "pcm_packet.h"
+#include "pcm_owned.hh"
 
 #include "kit/kit_loop.hh"
 
@@ -16,12 +16,12 @@ using Kernel = void ( * )( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t s
 /// 0 samples.
 template <class Generate> PCM_PACKET *generatePacket( int64_t samples, Generate generate )
 {
-    PCM_SAMPLE *block = nullptr;
-    if ( samples ) {
-        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( samples, int64_t( sizeof( PCM_SAMPLE ) ) ) );
-        generate( block, samples );
-    }
-    return pcmPacketCreateFromSamplesUse( block, 1, samples );
+    kit::Block<PCM_SAMPLE> block;
+    if ( samples ) block = kit::allocate<PCM_SAMPLE>( samples );
+    PCM_SAMPLE *dest = block.get();
+    kit::Owned pkt( packetOf( std::move( block ), 1, samples ) );
+    if ( samples ) generate( dest, samples );
+    return pkt.take();
 }
 
 /// Generates samples with `generate( block, n )`, up to 128 at a time, and combines them into dest with the kernel.

@@ -3,10 +3,9 @@
 #include "pcm_convert.h"
 #include "pcm_frame_kernels.hh"
 #include "pcm_module.h"
+#include "pcm_owned.hh"
 #include "pcm_samples_stdc.h"
 #include "pcm_slot.hh"
-
-#include "kit/kit_ref.hh"
 
 #include <cstring>
 
@@ -33,9 +32,9 @@ static void pcm___PacketFreeFunc( KIT_OBJ *obj )
 // Returns the size of a frame in bytes. Saturates on overflow, so that the allocation fails.
 static int64_t frameSize( int64_t channels ) { return kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ); }
 
-static PCM_SAMPLE *allocate( int64_t frames, int64_t channels )
+static kit::Block<PCM_SAMPLE> allocate( int64_t frames, int64_t channels )
 {
-    return static_cast<PCM_SAMPLE *>( kitMemAllocN( frames, frameSize( channels ) ) );
+    return kit::allocate<PCM_SAMPLE>( frames, frameSize( channels ) );
 }
 
 static void noteSize( PCM_PACKET *pkt )
@@ -47,8 +46,8 @@ static PCM_SAMPLE *at( PCM_PACKET *pkt, int64_t idx ) { return pkt->backing + id
 
 static void setFrames( PCM_PACKET *pkt, int64_t frames )
 {
-    pkt->frames = frames;
     pkt->backing = static_cast<PCM_SAMPLE *>( kitMemReallocN( pkt->backing, frames, frameSize( pkt->channels ) ) );
+    pkt->frames = frames;
 }
 
 static PCM_PACKET *create( int64_t channels )
@@ -78,10 +77,10 @@ PCM_PACKET *pcmPacketCreate( int64_t channels )
 PCM_PACKET *pcmPacketCreateFrom( PCM_PACKET *source )
 {
     KIT_CHECK( source );
-    PCM_PACKET *pkt = create( source->channels );
+    kit::Owned pkt( create( source->channels ) );
     pkt->frames = source->frames;
-    if ( pkt->frames ) copyBlock( pkt, source->backing );
-    return pkt;
+    if ( pkt->frames ) copyBlock( pkt.get(), source->backing );
+    return pkt.take();
 }
 
 PCM_PACKET *pcmPacketCreateFromSamplesCopy( const PCM_SAMPLE *source, int64_t channels, int64_t frames )
@@ -90,12 +89,12 @@ PCM_PACKET *pcmPacketCreateFromSamplesCopy( const PCM_SAMPLE *source, int64_t ch
     KIT_CHECK( frames >= 0 );
     KIT_CHECK( frames == 0 || source );
     KIT_CHECK( KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
-    PCM_PACKET *pkt = create( channels );
+    kit::Owned pkt( create( channels ) );
     pkt->frames = frames;
-    if ( !frames ) return pkt;
+    if ( !frames ) return pkt.take();
     KIT_CHECK( KIT_INT_MUL_OK( pkt->frames, pkt->channels * KIT_SIZEOF( PCM_SAMPLE ) ) );
-    copyBlock( pkt, source );
-    return pkt;
+    copyBlock( pkt.get(), source );
+    return pkt.take();
 }
 
 PCM_PACKET *pcmPacketCreateFromSamplesUse( PCM_SAMPLE *source, int64_t channels, int64_t frames )
@@ -110,6 +109,13 @@ PCM_PACKET *pcmPacketCreateFromSamplesUse( PCM_SAMPLE *source, int64_t channels,
     else
         kitMemFree( source );
     noteSize( pkt );
+    return pkt;
+}
+
+PCM_PACKET *pcm::packetOf( kit::Block<PCM_SAMPLE> block, int64_t channels, int64_t frames )
+{
+    PCM_PACKET *pkt = pcmPacketCreateFromSamplesUse( block.get(), channels, frames );
+    (void)block.release();
     return pkt;
 }
 
@@ -163,13 +169,13 @@ void pcmPacketSetChannels( PCM_PACKET **pkt, int64_t channels )
     KIT_CHECK( KIT_INT_MUL_OK( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
     int64_t frames = ( *pkt )->frames, oldChannels = ( *pkt )->channels;
     if ( channels == oldChannels ) return;
-    PCM_SAMPLE *block = frames ? allocate( frames, channels ) : nullptr;
-    pcm::resizeFrames( block, channels, ( *pkt )->backing, oldChannels, frames );
+    kit::Block<PCM_SAMPLE> block = frames ? allocate( frames, channels ) : nullptr;
+    pcm::resizeFrames( block.get(), channels, ( *pkt )->backing, oldChannels, frames );
     if ( kit::isShared( *pkt ) ) kit::replace( pkt, create( channels ) );
     kitMemFree( ( *pkt )->backing );
     ( *pkt )->channels = channels;
     ( *pkt )->frames = frames;
-    ( *pkt )->backing = block;
+    ( *pkt )->backing = block.release();
     noteSize( *pkt );
 }
 
@@ -185,9 +191,9 @@ void pcmPacketSetFrames( PCM_PACKET **pkt, int64_t frames )
 
 // ---- Frame editing: the steps that make up all operations
 
-// Makes room for frames at idx, which the caller must write. If idx is past the end, does nothing: the caller's write
-// step then fails its position check before any sample has moved.
-static void pcm___PacketOpenGap( PCM_PACKET **pkt, int64_t idx, int64_t frames )
+// Makes room for frames at idx, which the caller must write, and returns their number. If idx is past the end, does
+// nothing: the caller's write step then fails its position check before any sample has moved.
+static int64_t pcm___PacketOpenGap( PCM_PACKET **pkt, int64_t idx, int64_t frames )
 {
     KIT_CHECK( pkt );
     KIT_CHECK( *pkt );
@@ -196,20 +202,43 @@ static void pcm___PacketOpenGap( PCM_PACKET **pkt, int64_t idx, int64_t frames )
     KIT_CHECK( KIT_INT_ADD_OK( idx, frames ) );
     KIT_CHECK( KIT_INT_ADD_OK( (*pkt)->frames, frames ) );
     int64_t oldFrames = ( *pkt )->frames, channels = ( *pkt )->channels;
-    if ( !frames || idx > oldFrames ) return;
+    if ( !frames || idx > oldFrames ) return 0;
     int64_t head = idx * channels, tail = ( oldFrames - idx ) * channels;
     if ( !kit::isShared( *pkt ) ) {
         setFrames( *pkt, oldFrames + frames );
         pcm___SamplesMove( at( *pkt, idx + frames ), at( *pkt, idx ), tail );
     } else {
-        PCM_PACKET *fresh = create( channels );
-        setFrames( fresh, oldFrames + frames );
+        kit::Owned fresh( create( channels ) );
+        setFrames( fresh.get(), oldFrames + frames );
         pcm___SamplesCopy( fresh->backing, ( *pkt )->backing, head );
-        pcm___SamplesCopy( at( fresh, idx + frames ), ( *pkt )->backing + head, tail );
-        kit::replace( pkt, fresh );
+        pcm___SamplesCopy( at( fresh.get(), idx + frames ), ( *pkt )->backing + head, tail );
+        kit::replace( pkt, fresh.take() );
     }
     noteSize( *pkt );
+    return frames;
 }
+
+// A gap, which is closed again unless it is filled.
+class Gap {
+public:
+    Gap( PCM_PACKET **pkt, int64_t idx, int64_t frames )
+        : packet( pkt ), start( idx ), length( pcm___PacketOpenGap( pkt, idx, frames ) )
+    {
+    }
+    ~Gap()
+    {
+        if ( length ) pcmPacketDelInner( packet, start, length );
+    }
+    Gap( const Gap & ) = delete;
+    Gap &operator=( const Gap & ) = delete;
+
+    void fill() { length = 0; }
+
+private:
+    PCM_PACKET **packet;
+    int64_t start;
+    int64_t length;
+};
 
 void pcmPacketWriteInner( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames )
 {
@@ -268,8 +297,9 @@ void pcmPacketInsertInner( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, in
 {
     KIT_CHECK( pkt );
     kit::Hold self( *pkt == source ? source : nullptr );
-    pcm___PacketOpenGap( pkt, idx, frames );
+    Gap gap( pkt, idx, frames );
     pcmPacketWriteInner( pkt, idx, source, offset, frames );
+    gap.fill();
 }
 
 void pcmPacketInsertOuter( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, int64_t offset, int64_t frames )
@@ -278,14 +308,16 @@ void pcmPacketInsertOuter( PCM_PACKET **pkt, int64_t idx, PCM_PACKET *source, in
     KIT_CHECK( source );
     KIT_CHECK( KIT_INT_SUB_OK( source->frames, frames ) );
     kit::Hold self( *pkt == source ? source : nullptr );
-    pcm___PacketOpenGap( pkt, idx, source->frames - frames );
+    Gap gap( pkt, idx, source->frames - frames );
     pcmPacketWriteOuter( pkt, idx, source, offset, frames );
+    gap.fill();
 }
 
 void pcmPacketInsertZero( PCM_PACKET **pkt, int64_t idx, int64_t frames )
 {
-    pcm___PacketOpenGap( pkt, idx, frames );
+    Gap gap( pkt, idx, frames );
     pcmPacketWriteZero( pkt, idx, frames );
+    gap.fill();
 }
 
 void pcmPacketDelInner( PCM_PACKET **pkt, int64_t idx, int64_t frames )
@@ -303,9 +335,9 @@ void pcmPacketDelInner( PCM_PACKET **pkt, int64_t idx, int64_t frames )
         pcm___SamplesMove( at( *pkt, idx ), at( *pkt, end ), ( oldFrames - end ) * ( *pkt )->channels );
         setFrames( *pkt, oldFrames - frames );
     } else {
-        PCM_PACKET *fresh = create( ( *pkt )->channels );
-        pcmPacketInsertOuter( &fresh, 0, *pkt, idx, frames );
-        kit::replace( pkt, fresh );
+        kit::Owned fresh( create( ( *pkt )->channels ) );
+        pcmPacketInsertOuter( fresh.address(), 0, *pkt, idx, frames );
+        kit::replace( pkt, fresh.take() );
     }
     noteSize( *pkt );
 }
@@ -324,9 +356,9 @@ void pcmPacketDelOuter( PCM_PACKET **pkt, int64_t idx, int64_t frames )
         pcm___SamplesMove( ( *pkt )->backing, at( *pkt, idx ), frames * ( *pkt )->channels );
         setFrames( *pkt, frames );
     } else {
-        PCM_PACKET *fresh = create( ( *pkt )->channels );
-        pcmPacketInsertInner( &fresh, 0, *pkt, idx, frames );
-        kit::replace( pkt, fresh );
+        kit::Owned fresh( create( ( *pkt )->channels ) );
+        pcmPacketInsertInner( fresh.address(), 0, *pkt, idx, frames );
+        kit::replace( pkt, fresh.take() );
     }
     noteSize( *pkt );
 }
@@ -490,8 +522,8 @@ void pcmPacketWriteChannelsSamples( PCM_PACKET **pkt, int64_t destChannelOffset,
 // Creates a packet of as many frames as the source, for the caller to fill.
 static PCM_PACKET *createUnwritten( PCM_PACKET *source, int64_t channels )
 {
-    void *block = kitMemAlloc( kit::saturatedMul( source->frames, frameSize( channels ) ) );
-    return pcmPacketCreateFromSamplesUse( static_cast<PCM_SAMPLE *>( block ), channels, source->frames );
+    int64_t bytes = kit::saturatedMul( source->frames, frameSize( channels ) );
+    return pcm::packetOf( kit::allocate<PCM_SAMPLE>( bytes, 1 ), channels, source->frames );
 }
 
 PCM_PACKET *pcmPacketCreateFromWithChannels( PCM_PACKET *source, int64_t channels )
@@ -526,10 +558,10 @@ KIT_BUFFER *pcmPacketEncode( PCM_PACKET *pkt, PCM_ENCODING encoding )
     KIT_CHECK( KIT_INT_MUL_OK( length, pkt->frames ) );
     int64_t bytes = length * pkt->frames;
     if ( !bytes ) return kitBufferCreate();
-    void *block = kitMemAlloc( bytes );
+    kit::Block<uint8_t> block = kit::allocate<uint8_t>( bytes );
     pcm___Convert(
-        block, pcm::samplesIn( std::endian::little, encoding ), pkt->backing, 0, pkt->channels * pkt->frames );
-    return kitBufferCreateFromBytesUse( block, bytes );
+        block.get(), pcm::samplesIn( std::endian::little, encoding ), pkt->backing, 0, pkt->channels * pkt->frames );
+    return pcm::bufferOf( std::move( block ), bytes );
 }
 
 PCM_PACKET *pcmPacketTryDecode( KIT_BUFFER *source, PCM_ENCODING encoding, int64_t channels )
@@ -539,11 +571,11 @@ PCM_PACKET *pcmPacketTryDecode( KIT_BUFFER *source, PCM_ENCODING encoding, int64
     int64_t size = pcmEncodingSizeofFrame( encoding, channels );
     int64_t length = kitBufferLength( source ), frames = length / size;
     if ( length % size ) return nullptr;
-    PCM_SAMPLE *block = nullptr;
+    kit::Block<PCM_SAMPLE> block;
     if ( frames ) {
-        block = static_cast<PCM_SAMPLE *>( kitMemAllocN( frames, pcmEncodingSizeofFrame( 0, channels ) ) );
-        pcm___Convert( block, 0, kitBufferBacking( source ), pcm::samplesIn( std::endian::little, encoding ),
+        block = kit::allocate<PCM_SAMPLE>( frames, pcmEncodingSizeofFrame( 0, channels ) );
+        pcm___Convert( block.get(), 0, kitBufferBacking( source ), pcm::samplesIn( std::endian::little, encoding ),
             frames * channels );
     }
-    return pcmPacketCreateFromSamplesUse( block, channels, frames );
+    return pcm::packetOf( std::move( block ), channels, frames );
 }

@@ -1,9 +1,8 @@
 #include "pcm_packet_queue.h"
 
 #include "pcm_module.h"
+#include "pcm_owned.hh"
 #include "pcm_samples_stdc.h"
-
-#include "kit/kit_ref.hh"
 
 struct PCM_PACKET_QUEUE {
     KIT_OBJ header;
@@ -45,11 +44,9 @@ static PCM_PACKET *front( PCM_PACKET_QUEUE **queue )
 // Removes the current packet and returns it without the frames that were consumed.
 static PCM_PACKET *takeCurrent( PCM_PACKET_QUEUE *queue )
 {
-    PCM_PACKET *pkt = queue->currentPacket;
-    queue->currentPacket = nullptr;
-    pcmPacketDelLeading( &pkt, queue->currentPacketUsed );
+    pcmPacketDelLeading( &queue->currentPacket, queue->currentPacketUsed );
     queue->currentPacketUsed = 0;
-    return pkt;
+    return std::exchange( queue->currentPacket, nullptr );
 }
 
 template <void kernel( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples )>
@@ -80,10 +77,10 @@ static void gather( PCM_PACKET_QUEUE **queue, PCM_SAMPLE *dest, int64_t frames )
 PCM_PACKET_QUEUE *pcmPacketQueueCreate( int64_t channels )
 {
     KIT_CHECK( channels > 0 );
-    auto *queue = kit::create<PCM_PACKET_QUEUE>( &pcm___sort_PCM_PACKET_QUEUE );
+    kit::Owned queue( kit::create<PCM_PACKET_QUEUE>( &pcm___sort_PCM_PACKET_QUEUE ) );
     queue->channels = channels;
     queue->packetsVector = kitVectorCreate();
-    return queue;
+    return queue.take();
 }
 
 PCM_PACKET_QUEUE *pcmPacketQueueCreateFrom( PCM_PACKET_QUEUE *source )
@@ -109,8 +106,8 @@ void pcmPacketQueueWrite( PCM_PACKET_QUEUE **queue, PCM_PACKET *pkt )
     kit::makePrivate( queue, pcmPacketQueueCreateFrom );
     int64_t length = pcmPacketFrames( pkt );
     KIT_CHECK( KIT_INT_ADD_OK( (*queue)->frames, length ) );
-    ( *queue )->frames += length;
     kitVectorAppendObj( &( *queue )->packetsVector, pcmPacketObj( pkt ) );
+    ( *queue )->frames += length;
 }
 
 PCM_PACKET *pcmPacketQueueRead( PCM_PACKET_QUEUE **queue )
@@ -133,12 +130,15 @@ PCM_PACKET *pcmPacketQueueGather( PCM_PACKET_QUEUE **queue, int64_t frames )
     if ( !frames ) return pcmPacketCreate( channels );
     kit::makePrivate( queue, pcmPacketQueueCreateFrom );
     if ( frames == pcmPacketFrames( front( queue ) ) - ( *queue )->currentPacketUsed ) {
+        PCM_PACKET *pkt = takeCurrent( *queue );
         ( *queue )->frames -= frames;
-        return takeCurrent( *queue );
+        return pkt;
     }
-    void *block = kitMemAllocN( frames, kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
-    pcmPacketQueueGatherSamples( queue, static_cast<PCM_SAMPLE *>( block ), frames );
-    return pcmPacketCreateFromSamplesUse( static_cast<PCM_SAMPLE *>( block ), channels, frames );
+    auto block = kit::allocate<PCM_SAMPLE>( frames, kit::saturatedMul( channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
+    PCM_SAMPLE *dest = block.get();
+    kit::Owned pkt( pcm::packetOf( std::move( block ), channels, frames ) );
+    pcmPacketQueueGatherSamples( queue, dest, frames );
+    return pkt.take();
 }
 
 void pcmPacketQueueGatherSamples( PCM_PACKET_QUEUE **queue, PCM_SAMPLE *dest, int64_t frames )

@@ -1,9 +1,8 @@
 #include "pcm_src.h"
 
 #include "pcm_module.h"
+#include "pcm_owned.hh"
 #include "pcm_packet_queue.h"
-
-#include "kit/kit_ref.hh"
 
 #include <samplerate.h>
 
@@ -49,7 +48,7 @@ PCM_SRC *pcmSrcTryCreate( int64_t type, int64_t readFrameRate, int64_t writeFram
     KIT_CHECK( writeFrameRate > 0 );
     KIT_CHECK( channels > 0 );
     KIT_CHECK( KIT_INT_TO_SIGNED_INT_CONV_OK( channels ) );
-    auto *src = kit::create<PCM_SRC>( &pcm___sort_PCM_SRC );
+    kit::Owned src( kit::create<PCM_SRC>( &pcm___sort_PCM_SRC ) );
     src->fixType = type;
     src->fixReadFrameRate = readFrameRate;
     src->fixWriteFrameRate = writeFrameRate;
@@ -59,9 +58,7 @@ PCM_SRC *pcmSrcTryCreate( int64_t type, int64_t readFrameRate, int64_t writeFram
     int error;
     if ( src_is_valid_ratio( src->fixRatio ) )
         src->intSrcState = src_new( pcm___SrcTypeToSamplerateConverterType( type ), int( channels ), &error );
-    if ( src->intSrcState ) return src;
-    kit::release( src );
-    return nullptr;
+    return src->intSrcState ? src.take() : nullptr;
 }
 
 int32_t pcmSrcFrameRateCheckCompatibility( int64_t readFrameRate, int64_t writeFrameRate )
@@ -80,7 +77,7 @@ void pcmSrcWrite( PCM_SRC *src, PCM_PACKET *pkt )
     int64_t pktFrames = pcmPacketFrames( pkt );
     KIT_CHECK( KIT_INT_TO_SIGNED_LONG_CONV_OK( pktFrames ) );
     int64_t channels = src->fixChannels, pktIndex = 0, outIndex = 0, outFrames = 0;
-    PCM_SAMPLE *block = nullptr;
+    kit::Block<PCM_SAMPLE> block;
     while ( pktIndex < pktFrames ) {
         // A pass may produce output without consuming input, so the block grows by a full estimate in every pass.
         int64_t frames = kitIntMax( int64_t( double( pktFrames - pktIndex ) * src->fixRatio ), 1 );
@@ -88,10 +85,12 @@ void pcmSrcWrite( PCM_SRC *src, PCM_PACKET *pkt )
         outFrames += frames;
         KIT_CHECK( KIT_INT_TO_SIGNED_LONG_CONV_OK( outFrames ) );
         KIT_CHECK( KIT_INT_MUL_OK( outFrames, src->fixChannels ) );
-        block = static_cast<PCM_SAMPLE *>( kitMemReallocN( block, outFrames * channels, KIT_SIZEOF( PCM_SAMPLE ) ) );
+        void *grown = kitMemReallocN( block.get(), outFrames * channels, KIT_SIZEOF( PCM_SAMPLE ) );
+        (void)block.release();
+        block.reset( static_cast<PCM_SAMPLE *>( grown ) );
         SRC_DATA sd = {};
         sd.data_in = backing + pktIndex * channels;
-        sd.data_out = block + outIndex * channels;
+        sd.data_out = block.get() + outIndex * channels;
         sd.input_frames = long( pktFrames - pktIndex );
         sd.output_frames = long( outFrames - outIndex );
         sd.src_ratio = src->fixRatio;
@@ -104,9 +103,8 @@ void pcmSrcWrite( PCM_SRC *src, PCM_PACKET *pkt )
         KIT_CHECK( sd.output_frames_gen <= (long)(outFrames - outIndex) );
         outIndex += sd.output_frames_gen;
     }
-    PCM_PACKET *out = pcmPacketCreateFromSamplesUse( block, channels, outIndex );
-    pcmPacketQueueWrite( &src->intPacketQueue, out );
-    kit::release( out );
+    kit::Owned out( pcm::packetOf( std::move( block ), channels, outIndex ) );
+    pcmPacketQueueWrite( &src->intPacketQueue, out.get() );
 }
 
 PCM_PACKET *pcmSrcRead( PCM_SRC *src ) { return pcmPacketQueueRead( output( src ) ); }
