@@ -77,7 +77,7 @@ static auto createTick( size_t parties )
             pcm::samples::add( sum.mutableSamples(), said.back().samples() );
         }
         for ( pcm::Packet &own : said ) {
-            own.adjustGain( -1 );
+            own.levelAdjustLinearGain( -1 );
             pcm::samples::add( own.mutableSamples(), sum.samples() );
             pcm::Buffer reply = own.encode( pcm::Encoding::alaw );
             std::memcpy( out, reply.bytes().data(), tickSamples );

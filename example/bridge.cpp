@@ -65,7 +65,7 @@ static void measureLoad( int64_t callers, Quality quality, int64_t rate )
     std::vector<pcm::Buffer> payloads;
     for ( int i = 0; i < 16; ++i ) {
         pcm::Packet speech = pcm::noise::gather( 160 );
-        speech.adjustLevel( -20 );
+        speech.levelAdjust( -20 );
         payloads.push_back( speech.encode( pcm::Encoding::alaw ) );
     }
     Room room( rate );

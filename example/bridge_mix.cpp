@@ -33,7 +33,7 @@ bool Party::conceal()
 {
     if ( !lastPayload || concealedPackets == 10 ) return false;
     pcm::Packet pkt = pcm::Packet::tryDecode( lastPayload, line.encoding, 1 ).value();
-    pkt.adjustLevel( -6.0 * ++concealedPackets );
+    pkt.levelAdjust( -6.0 * ++concealedPackets );
     toRoom.write( pkt );
     return true;
 }
@@ -51,7 +51,7 @@ void Party::speak( std::span<PCM_SAMPLE> sum )
 pcm::Buffer Party::hear( const pcm::Packet &all )
 {
     if ( own ) { // all - own
-        own->adjustGain( -1 );
+        own->levelAdjustLinearGain( -1 );
         pcm::samples::add( own->mutableSamples(), all.samples() );
     }
     toLine.write( own ? *own : all );

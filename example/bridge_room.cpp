@@ -54,7 +54,7 @@ pcm::Packet Player::read( int64_t frames )
             format.encoding, format.channels );
         ended = !pkt || !pkt->frames();
         if ( ended ) break;
-        pkt->replaceWithDownmix( 1 );
+        pkt->channelsAdjustReplaceWithDownmix( 1 );
         resampler.write( *pkt );
     }
     frames = std::min( frames, resampler.remaining() );
@@ -67,7 +67,7 @@ static pcm::Packet createSignal( int64_t rate, int64_t firstHertz, int64_t secon
 {
     pcm::Packet signal = pcm::Tone::tryCreate( rate, firstHertz ).value().gather( rate / 10 );
     signal.append( pcm::Tone::tryCreate( rate, secondHertz ).value().gather( rate / 10 ) );
-    signal.adjustLevel( -24 );
+    signal.levelAdjust( -24 );
     return signal;
 }
 

@@ -140,8 +140,8 @@ private:
             reader.read( framesPerRead ), reader.format().encoding, reader.format().channels );
         ended = !pkt || !pkt->frames();
         if ( ended ) return;
-        if ( level != 0 ) pkt->adjustLevel( level );
-        pkt->expandWithDownmix( channels );
+        if ( level != 0 ) pkt->levelAdjust( level );
+        pkt->channelsAdjustExpandWithDownmix( channels );
         resampler->write( *pkt );
     }
 

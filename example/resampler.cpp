@@ -86,15 +86,15 @@ TelephoneConverter::TelephoneConverter( int64_t inRate, int64_t outRate, int64_t
 
 void TelephoneConverter::write( pcm::Packet pkt )
 {
-    if ( extendFactor > 1 ) pkt.extendFrames( extendFactor );
+    if ( extendFactor > 1 ) pkt.framesExtend( extendFactor );
     filter.write( pkt );
     if ( filter.frames() < framesToDrop ) return;
     if ( framesToDrop ) (void)filter.gather( std::exchange( framesToDrop, 0 ) );
     pkt = filter.gather( filter.frames() / reduceFactor * reduceFactor );
     // The inserted zeros lower the level. Restoring it before the filter would clip, because filters limit their
     // output to full scale.
-    if ( extendFactor > 1 ) pkt.adjustGain( double( extendFactor ) );
-    if ( reduceFactor > 1 ) pkt.reduceFrames( reduceFactor );
+    if ( extendFactor > 1 ) pkt.levelAdjustLinearGain( double( extendFactor ) );
+    if ( reduceFactor > 1 ) pkt.framesReduce( reduceFactor );
     queue.write( pkt );
 }
 

@@ -90,7 +90,7 @@ public:
         ToneGenerator generator( tone, rate );
         write( seconds, [&]( int64_t frames ) {
             pcm::Packet pkt = generator.gather( frames );
-            pkt.adjustLevel( level );
+            pkt.levelAdjust( level );
             return pkt;
         } );
     }

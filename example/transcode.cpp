@@ -208,7 +208,7 @@ public:
     {
         if ( plot ) plot->input.add( pkt );
         if ( !treatment.selected.empty() ) selectChannels( pkt, treatment.selected );
-        pkt.expandWithDownmix( writer.format().channels );
+        pkt.channelsAdjustExpandWithDownmix( writer.format().channels );
         resampler.write( pkt );
         while ( resampler.available() >= framesPerWrite ) writePacket( framesPerWrite );
     }
@@ -229,7 +229,7 @@ private:
     void writePacket( int64_t frames )
     {
         pcm::Packet pkt = resampler.gather( frames );
-        if ( treatment.level != 0 ) pkt.adjustLevel( treatment.level );
+        if ( treatment.level != 0 ) pkt.levelAdjust( treatment.level );
         outputPeak = updatedPeak( outputPeak, pkt );
         AudioFormat format = writer.format();
         if ( treatment.round || treatment.dither ) addHalfStep( pkt, format.encoding, treatment.dither );

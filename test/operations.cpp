@@ -475,11 +475,11 @@ const struct LayoutCall {
     { "pcmPacketCreateFromWithChannelMask", Layout::mask,
         []( auto &p, int64_t n ) { p = p.withChannelMask( uint64_t( n ) ); } },
     { "pcmChannelsAdjustReplaceWithDownmix", Layout::replaceWithDownmix,
-        []( auto &p, int64_t n ) { p.replaceWithDownmix( n ); } },
+        []( auto &p, int64_t n ) { p.channelsAdjustReplaceWithDownmix( n ); } },
     { "pcmChannelsAdjustExpandWithDownmix", Layout::expandWithDownmix,
-        []( auto &p, int64_t n ) { p.expandWithDownmix( n ); } },
-    { "pcmFramesExtend", Layout::extend, []( auto &p, int64_t n ) { p.extendFrames( n ); } },
-    { "pcmFramesReduce", Layout::reduce, []( auto &p, int64_t n ) { p.reduceFrames( n ); } },
+        []( auto &p, int64_t n ) { p.channelsAdjustExpandWithDownmix( n ); } },
+    { "pcmFramesExtend", Layout::extend, []( auto &p, int64_t n ) { p.framesExtend( n ); } },
+    { "pcmFramesReduce", Layout::reduce, []( auto &p, int64_t n ) { p.framesReduce( n ); } },
 };
 
 /// The result for a channel count, channel mask or factor n; `isUnchanged` if there is nothing to do.
@@ -883,10 +883,10 @@ void runGain( Results &out, Choices &in )
     pcm::Packet pkt( got, 2 ), holder = in.variant( 1 ) ? pkt : pcm::Packet();
     const HandleCheck check( pkt, false );
     for ( float &x : wanted ) x *= float( gain );
-    pkt.adjustGain( gain );
+    pkt.levelAdjustLinearGain( gain );
     check.check( out, pkt, true );
     out.requireSame( holder, got, "other holders" );
-    pcm::samples::adjustGain( got, gain );
+    pcm::samples::levelAdjustLinearGain( got, gain );
     out.add( pkt, 2, wanted );
     out.add( got, wanted );
 }
@@ -901,9 +901,9 @@ void runDecibels( Results &out, Choices &in )
     Samples got = in.samples( 20 ), wanted = got;
     pcm::Packet pkt( got, 2 );
     for ( float &x : wanted ) x *= float( factor );
-    pcm::samples::adjustLevel( got, decibel );
+    pcm::samples::levelAdjust( got, decibel );
     out.add( got, wanted );
-    pkt.adjustLevel( decibel );
+    pkt.levelAdjust( decibel );
     Results ofPacket;
     ofPacket.add( pkt, 2, wanted );
     out.require( ofPacket.areRight(), "level of a packet" );

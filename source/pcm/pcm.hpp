@@ -458,12 +458,28 @@ public:
             sourceFrame, channels, frames );
     }
 
-    void replaceWithDownmix( int64_t channels ) { pcmChannelsAdjustReplaceWithDownmix( &handle, channels ); }
-    void expandWithDownmix( int64_t channels ) { pcmChannelsAdjustExpandWithDownmix( &handle, channels ); }
-    void extendFrames( int64_t mult ) { pcmFramesExtend( &handle, mult ); }
-    void reduceFrames( int64_t div ) { pcmFramesReduce( &handle, div ); }
-    void adjustLevel( double decibel ) { pcmLevelAdjust( &handle, decibel ); }
-    void adjustGain( double gain ) { pcmLevelAdjustLinearGain( &handle, gain ); }
+    void channelsAdjustReplaceWithDownmix( int64_t channels )
+    {
+        pcmChannelsAdjustReplaceWithDownmix( &handle, channels );
+    }
+    void channelsAdjustExpandWithDownmix( int64_t channels )
+    {
+        pcmChannelsAdjustExpandWithDownmix( &handle, channels );
+    }
+    void framesExtend( int64_t mult ) { pcmFramesExtend( &handle, mult ); }
+    void framesReduce( int64_t div ) { pcmFramesReduce( &handle, div ); }
+    void levelAdjust( double decibel ) { pcmLevelAdjust( &handle, decibel ); }
+    void levelAdjustLinearGain( double gain ) { pcmLevelAdjustLinearGain( &handle, gain ); }
+
+    /** @name Former names of the functions above
+     * @{ */
+    void replaceWithDownmix( int64_t channels ) { channelsAdjustReplaceWithDownmix( channels ); }
+    void expandWithDownmix( int64_t channels ) { channelsAdjustExpandWithDownmix( channels ); }
+    void extendFrames( int64_t mult ) { framesExtend( mult ); }
+    void reduceFrames( int64_t div ) { framesReduce( div ); }
+    void adjustLevel( double decibel ) { levelAdjust( decibel ); }
+    void adjustGain( double gain ) { levelAdjustLinearGain( gain ); }
+    /** @} */
 };
 
 /** A first-in, first-out stream of packets. */
@@ -733,14 +749,18 @@ inline void gather( std::span<PCM_SAMPLE> dest ) { pcmSilenceGatherSamples( dest
  */
 namespace samples {
 
-inline void adjustLevel( std::span<PCM_SAMPLE> dest, double decibel )
+inline void levelAdjust( std::span<PCM_SAMPLE> dest, double decibel )
 {
     pcmLevelAdjustSamples( dest.data(), int64_t( dest.size() ), decibel );
 }
-inline void adjustGain( std::span<PCM_SAMPLE> dest, double gain )
+inline void levelAdjustLinearGain( std::span<PCM_SAMPLE> dest, double gain )
 {
     pcmLevelAdjustLinearGainSamples( dest.data(), int64_t( dest.size() ), gain );
 }
+/** Former name of levelAdjust(). */
+inline void adjustLevel( std::span<PCM_SAMPLE> dest, double decibel ) { levelAdjust( dest, decibel ); }
+/** Former name of levelAdjustLinearGain(). */
+inline void adjustGain( std::span<PCM_SAMPLE> dest, double gain ) { levelAdjustLinearGain( dest, gain ); }
 inline void zero( std::span<PCM_SAMPLE> dest ) { pcm___SamplesZero( dest.data(), int64_t( dest.size() ) ); }
 inline void scale( std::span<PCM_SAMPLE> dest, double scale )
 {

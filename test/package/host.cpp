@@ -9,7 +9,7 @@ int main()
     pcm::Module module;
     std::vector<std::byte> line( 400, std::byte( 0xD5 ) );
     pcm::Packet pkt = pcm::Packet::tryDecode( pcm::Buffer( line ), pcm::Encoding::alaw, 1 ).value();
-    pkt.adjustLevel( -6 );
+    pkt.levelAdjust( -6 );
     pcm::Encoding encoding = pcm::Encoding::int16 | pcm::Encoding::littleEndian;
     std::cout << pkt.encode( encoding ).length() << " bytes of " << encoding << '\n';
 }
