@@ -37,6 +37,7 @@ static void defineContractError( py::module_ &module )
         "`line` describe the check. The call has changed nothing.",
         PyExc_ValueError, nullptr );
     module.attr( "ContractError" ) = py::handle( type );
+    // NOLINTNEXTLINE(performance-unnecessary-value-param): the signature that pybind11 takes
     py::register_exception_translator( []( std::exception_ptr thrown ) {
         try {
             if ( thrown ) std::rethrow_exception( thrown );

@@ -362,7 +362,7 @@ void definePacket( py::module_ &module )
     type.def(
         "__array__",
         []( const Self &self, const py::object &dtype, const py::object &copy ) {
-            const py::array view = viewOf( self );
+            py::array view = viewOf( self );
             const bool mayShare = copy.is_none() || !copy.cast<bool>();
             if ( mayShare && ( dtype.is_none() || view.dtype().equal( py::dtype::from_args( dtype ) ) ) ) return view;
             if ( mayShare && !copy.is_none() ) throw py::value_error( "a conversion needs a copy" );
