@@ -28,8 +28,8 @@ template <class C> struct Object {
     int writableViews = 0; ///< While there are any, the packet cannot be changed or shared.
 };
 
-/// Calls that handle fewer samples keep the interpreter lock. Releasing it costs as much as adjusting the level of
-/// 500 samples, and taking it back from a thread that computes takes up to 5 ms.
+/// Calls that handle fewer samples keep the interpreter lock. Measured with two threads that multiply packets: with
+/// 10,000 samples, calls that release the lock take 1.3 times as long as calls that keep it, with 20,000 only 0.7 times.
 constexpr int64_t unlockedSamples = 20000;
 
 template <class... Objects> void waitFor( const Objects &...objects )
