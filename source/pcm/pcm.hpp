@@ -471,15 +471,18 @@ public:
     void levelAdjust( double decibel ) { pcmLevelAdjust( &handle, decibel ); }
     void levelAdjustLinearGain( double gain ) { pcmLevelAdjustLinearGain( &handle, gain ); }
 
-    /** @name Former names of the functions above
-     * @{ */
+    /** Former name of channelsAdjustReplaceWithDownmix(). */
     void replaceWithDownmix( int64_t channels ) { channelsAdjustReplaceWithDownmix( channels ); }
+    /** Former name of channelsAdjustExpandWithDownmix(). */
     void expandWithDownmix( int64_t channels ) { channelsAdjustExpandWithDownmix( channels ); }
+    /** Former name of framesExtend(). */
     void extendFrames( int64_t mult ) { framesExtend( mult ); }
+    /** Former name of framesReduce(). */
     void reduceFrames( int64_t div ) { framesReduce( div ); }
+    /** Former name of levelAdjust(). */
     void adjustLevel( double decibel ) { levelAdjust( decibel ); }
+    /** Former name of levelAdjustLinearGain(). */
     void adjustGain( double gain ) { levelAdjustLinearGain( gain ); }
-    /** @} */
 };
 
 /** A first-in, first-out stream of packets. */
