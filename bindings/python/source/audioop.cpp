@@ -1,7 +1,7 @@
 // pcm.audioop: the functions of the module audioop, which Python 3.13 removed, with the same results, bit for bit.
 //
-// Samples are signed integers of 1 to 4 bytes in native byte order. The functions use the Python C interface directly,
-// because a call of 160 samples takes less time than most ways of passing its arguments.
+// Samples are signed integers of 1 to 4 bytes in native byte order. The functions use the Python C interface
+// directly, because a call of 160 samples takes less time than most ways of passing its arguments.
 
 #define PY_SSIZE_T_CLEAN
 #include "audioop.h"
@@ -36,7 +36,9 @@ template <int width> struct Sample {
         if constexpr ( width == 3 ) {
             const auto *bytes = reinterpret_cast<const uint8_t *>( from );
             const int high = isLittle ? 2 : 0;
-            return int32_t( uint32_t( bytes[high] ) << 24 | uint32_t( bytes[1] ) << 16 | uint32_t( bytes[2 - high] ) << 8 ) >> 8;
+            return int32_t( uint32_t( bytes[high] ) << 24 | uint32_t( bytes[1] ) << 16 |
+                            uint32_t( bytes[2 - high] ) << 8 ) >>
+                   8;
         } else {
             Type value;
             std::memcpy( &value, from, width );
@@ -58,15 +60,14 @@ template <int width> struct Sample {
     static int32_t loadWide( const char *from ) { return int32_t( uint32_t( load( from ) ) << shift ); }
     static void storeWide( char *to, int32_t value ) { store( to, value >> shift ); }
 
-    /// Limits to the range of the samples and rounds down. NaN becomes the lowest 32-bit value, whose bytes may be cut
-    /// off later.
-    static int32_t limited( double value )
+    /// Limits to the range of the samples and rounds down. NaN becomes the lowest 32-bit value, whose upper bytes are
+    /// cut off later.
+    template <class MayBeNan> static int32_t limited( double value, MayBeNan mayBeNan )
     {
-        double inRange = value > most ? most : value;
-        inRange = inRange < least ? least : inRange;
-        inRange = value == value ? inRange : double( INT32_MIN );
-        const auto truncated = int32_t( inRange );
-        return truncated - ( truncated > inRange );
+        if ( mayBeNan && value != value ) return INT32_MIN;
+        value = value > most ? most : value;
+        value = value < least ? least : value;
+        return int32_t( std::floor( value ) );
     }
 };
 
@@ -96,7 +97,10 @@ bool checkCount( const char *name, Py_ssize_t count, Py_ssize_t least, Py_ssize_
     if ( count >= least && count <= most ) return true;
     const Py_ssize_t wanted = count < least ? least : most;
     PyErr_Format( PyExc_TypeError, "%s expected %s%zd argument%s, got %zd", name,
-        least == most ? "" : count < least ? "at least " : "at most ", wanted, wanted == 1 ? "" : "s", count );
+        least == most   ? ""
+        : count < least ? "at least "
+                        : "at most ",
+        wanted, wanted == 1 ? "" : "s", count );
     return false;
 }
 
@@ -141,7 +145,10 @@ public:
     Py_buffer view{};
 };
 
-bool parse( PyObject *object, Fragment &fragment ) { return PyObject_GetBuffer( object, &fragment.view, PyBUF_SIMPLE ) == 0; }
+bool parse( PyObject *object, Fragment &fragment )
+{
+    return PyObject_GetBuffer( object, &fragment.view, PyBUF_SIMPLE ) == 0;
+}
 
 bool parse( PyObject *object, PyObject *&value )
 {
@@ -174,8 +181,8 @@ bool checkFragment( const Fragment &fragment, int width )
 
 // ---- Results
 
-/// Runs `work` without the interpreter lock if there are many samples. Releasing the lock for fewer makes several threads
-/// slower, as in the other functions of the package.
+/// Runs `work` without the interpreter lock if there are many samples. Releasing the lock for fewer makes several
+/// threads slower, as in the other functions of the package.
 template <class Work> void runUnlocked( Py_ssize_t samples, Work work )
 {
     PyThreadState *state = samples > 20000 ? PyEval_SaveThread() : nullptr;
@@ -191,22 +198,35 @@ template <class Fill> PyObject *made( Py_ssize_t size, Py_ssize_t samples, Fill 
     return bytes;
 }
 
+// The loops over all samples are functions of their own, with parameters by value: a store of chars could otherwise
+// change what a lambda refers to, and compilers would not vectorize them.
+
+#if defined( __x86_64__ ) && defined( __GNUC__ ) && !defined( __clang__ )
+    #define FOR_SEVERAL_PROCESSORS __attribute__( ( target_clones( "default", "arch=x86-64-v3", "arch=x86-64-v4" ) ) )
+#else
+    #define FOR_SEVERAL_PROCESSORS
+#endif
+
+template <int inputWidth, int outputWidth, class Convert>
+FOR_SEVERAL_PROCESSORS void convertAll(
+    char *__restrict to, const char *__restrict from, Py_ssize_t samples, Convert convert )
+{
+    for ( Py_ssize_t i = 0; i < samples; ++i ) convert( to + i * outputWidth, from + i * inputWidth );
+}
+
 /// Returns a fragment of `outputWidth` bytes for each of `inputWidth` bytes: `convert( to, from )` for each sample.
 template <int inputWidth, int outputWidth, class Convert>
 PyObject *mapped( const Fragment &fragment, Convert convert )
 {
     const Py_ssize_t samples = fragment.size() / inputWidth;
     if ( samples > PY_SSIZE_T_MAX / outputWidth ) return PyErr_NoMemory();
-    return made( samples * outputWidth, samples, [&]( char *__restrict to ) {
-        const char *__restrict from = fragment.data();
-        for ( Py_ssize_t i = 0; i < samples; ++i ) convert( to + i * outputWidth, from + i * inputWidth );
-    } );
+    return made( samples * outputWidth, samples,
+        [&]( char *to ) { convertAll<inputWidth, outputWidth>( to, fragment.data(), samples, convert ); } );
 }
 
 using Arguments = std::span<PyObject *const>;
 
-template <PyObject *function( Arguments )>
-PyObject *entry( PyObject *, PyObject *const *arguments, Py_ssize_t count )
+template <PyObject *function( Arguments )> PyObject *entry( PyObject *, PyObject *const *arguments, Py_ssize_t count )
 {
     return function( { arguments, size_t( count ) } );
 }
@@ -227,7 +247,8 @@ PyObject *getSample( Arguments arguments )
     Fragment fragment;
     int width = 0;
     Py_ssize_t index = 0;
-    if ( !parseAll( "getsample", arguments, 3, fragment, width, index ) || !checkFragment( fragment, width ) ) return nullptr;
+    if ( !parseAll( "getsample", arguments, 3, fragment, width, index ) || !checkFragment( fragment, width ) )
+        return nullptr;
     if ( index < 0 || index >= fragment.size() / width ) return fail( "Index out of range" );
     return withWidth( width, [&]( auto s ) { return PyLong_FromLong( s.load( fragment.data() + index * width ) ); } );
 }
@@ -273,14 +294,25 @@ PyObject *minMax( Arguments arguments )
     } );
 }
 
+// The defined result is that of additions of doubles. They are exact below 2^53, as those of integers are.
+template <class S> double sumOf( const char *from, Py_ssize_t samples )
+{
+    if ( samples >= Py_ssize_t{ 1 } << (53 - 8 * widthOf<S>)) {
+        double sum = 0;
+        for ( Py_ssize_t i = 0; i < samples; ++i ) sum += S::load( from + i * widthOf<S> );
+        return sum;
+    }
+    int64_t sum = 0;
+    for ( Py_ssize_t i = 0; i < samples; ++i ) sum += S::load( from + i * widthOf<S> );
+    return double( sum );
+}
+
 PyObject *avg( Arguments arguments )
 {
     return onSamples( "avg", arguments, []<class S>( S, const Fragment &fragment ) {
         const Py_ssize_t samples = fragment.size() / widthOf<S>;
         double sum = 0;
-        runUnlocked( samples, [&] {
-            for ( Py_ssize_t i = 0; i < samples; ++i ) sum += S::load( fragment.data() + i * widthOf<S> );
-        } );
+        runUnlocked( samples, [&] { sum = sumOf<S>( fragment.data(), samples ); } );
         return PyLong_FromLong( samples ? long( std::floor( sum / double( samples ) ) ) : 0 );
     } );
 }
@@ -317,71 +349,72 @@ PyObject *rms( Arguments arguments )
     } );
 }
 
+template <class S> Py_ssize_t crossingsOf( const char *from, Py_ssize_t samples )
+{
+    Py_ssize_t crossings = samples ? 0 : -1;
+    auto isNegative = [=]( Py_ssize_t i ) { return S::load( from + i * widthOf<S> ) < 0; };
+    for ( Py_ssize_t i = 1; i < samples; ++i ) crossings += isNegative( i ) != isNegative( i - 1 );
+    return crossings;
+}
+
 PyObject *cross( Arguments arguments )
 {
     return onSamples( "cross", arguments, []<class S>( S, const Fragment &fragment ) {
         const Py_ssize_t samples = fragment.size() / widthOf<S>;
-        Py_ssize_t crossings = samples ? 0 : -1;
-        runUnlocked( samples, [&] {
-            auto isNegative = [&]( Py_ssize_t i ) { return S::load( fragment.data() + i * widthOf<S> ) < 0; };
-            for ( Py_ssize_t i = 1; i < samples; ++i ) crossings += isNegative( i ) != isNegative( i - 1 );
-        } );
+        Py_ssize_t crossings = 0;
+        runUnlocked( samples, [&] { crossings = crossingsOf<S>( fragment.data(), samples ); } );
         return PyLong_FromSsize_t( crossings );
     } );
 }
 
-struct Peaks {
-    double sum = 0;
-    uint32_t most = 0;
-    Py_ssize_t count = 0;
-};
-
-// Distances between successive turning points.
-template <class S> Peaks peaksOf( const char *from, Py_ssize_t samples )
+// Calls `use` with the distance of each two successive turning points, and returns their number.
+template <class S, class Use> Py_ssize_t findPeaks( const char *from, Py_ssize_t samples, Use use )
 {
-    Peaks peaks;
-    bool hasTurned = false;
-    int direction = 0;
-    int32_t previous = samples ? S::load( from ) : 0, turn = 0;
-    for ( Py_ssize_t i = 1; i < samples; ++i ) {
-        const int32_t value = S::load( from + i * widthOf<S> );
-        if ( value == previous ) continue;
-        const int now = value > previous ? 1 : -1;
-        if ( direction == -now ) {
-            if ( hasTurned ) {
-                const uint32_t distance = previous > turn ? uint32_t( previous ) - uint32_t( turn ) : uint32_t( turn ) - uint32_t( previous );
-                peaks.sum += distance;
-                peaks.most = std::max( peaks.most, distance );
-                ++peaks.count;
-            }
-            hasTurned = true;
+    auto at = [=]( Py_ssize_t i ) { return S::load( from + i * widthOf<S> ); };
+    Py_ssize_t i = 1, turns = 0;
+    while ( i < samples && at( i ) == at( i - 1 ) ) ++i;
+    if ( i >= samples ) return 0;
+    bool isRising = at( i ) > at( i - 1 );
+    while ( i < samples && ( isRising ? at( i ) >= at( i - 1 ) : at( i ) <= at( i - 1 ) ) )
+        ++i; // to the first turning point
+    isRising = !isRising;
+    int32_t turn = at( i - 1 ), previous = turn;
+    for ( ; i < samples; ++i ) {
+        const int32_t value = at( i );
+        if ( isRising ? value < previous : value > previous ) {
+            use( isRising ? uint32_t( previous ) - uint32_t( turn ) : uint32_t( turn ) - uint32_t( previous ) );
+            ++turns;
             turn = previous;
+            isRising = !isRising;
         }
-        direction = now;
         previous = value;
     }
-    return peaks;
-}
-
-template <class Result> PyObject *onPeaks( const char *name, Arguments arguments, Result result )
-{
-    return onSamples( name, arguments, [&]<class S>( S, const Fragment &fragment ) {
-        const Py_ssize_t samples = fragment.size() / widthOf<S>;
-        Peaks peaks;
-        runUnlocked( samples, [&] { peaks = peaksOf<S>( fragment.data(), samples ); } );
-        return PyLong_FromUnsignedLong( result( peaks ) );
-    } );
+    return turns;
 }
 
 PyObject *maxPeaks( Arguments arguments )
 {
-    return onPeaks( "maxpp", arguments, []( const Peaks &peaks ) { return peaks.most; } );
+    return onSamples( "maxpp", arguments, []<class S>( S, const Fragment &fragment ) {
+        const Py_ssize_t samples = fragment.size() / widthOf<S>;
+        uint32_t most = 0;
+        runUnlocked( samples, [&] {
+            findPeaks<S>( fragment.data(), samples, [&]( uint32_t distance ) { most = std::max( most, distance ); } );
+        } );
+        return PyLong_FromUnsignedLong( most );
+    } );
 }
 
 PyObject *avgPeaks( Arguments arguments )
 {
-    return onPeaks( "avgpp", arguments,
-        []( const Peaks &peaks ) { return peaks.count ? uint32_t( peaks.sum / double( peaks.count ) ) : 0; } );
+    return onSamples( "avgpp", arguments, []<class S>( S, const Fragment &fragment ) {
+        const Py_ssize_t samples = fragment.size() / widthOf<S>;
+        uint64_t sum = 0;
+        Py_ssize_t peaks = 0;
+        runUnlocked( samples, [&] {
+            peaks = findPeaks<S>( fragment.data(), samples, [&]( uint32_t distance ) { sum += distance; } );
+        } );
+        return PyLong_FromUnsignedLong( peaks ? uint32_t( double( sum ) / double( peaks ) ) : 0 );
+    } );
 }
 
 // ---- Matching of 16-bit fragments
@@ -390,12 +423,21 @@ using Short = Sample<2>;
 
 double dot( const char *a, const char *b, Py_ssize_t samples )
 {
-    double sum = 0; // exact, in any order, below 2^53
-    for ( Py_ssize_t i = 0; i < samples; ++i ) sum += double( Short::load( a + 2 * i ) ) * Short::load( b + 2 * i );
-    return sum;
+    if ( samples >= 1 << 22 ) {
+        double sum = 0;
+        for ( Py_ssize_t i = 0; i < samples; ++i )
+            sum += double( Short::load( a + 2 * i ) ) * Short::load( b + 2 * i );
+        return sum;
+    }
+    int64_t sum = 0; // below 2^53, so that the sum of doubles is exact and the same
+    for ( Py_ssize_t i = 0; i < samples; ++i ) sum += int64_t{ Short::load( a + 2 * i ) } * Short::load( b + 2 * i );
+    return double( sum );
 }
 
-double squareAt( const char *from, Py_ssize_t i ) { return double( Short::load( from + 2 * i ) ) * Short::load( from + 2 * i ); }
+double squareAt( const char *from, Py_ssize_t i )
+{
+    return double( Short::load( from + 2 * i ) ) * Short::load( from + 2 * i );
+}
 
 PyObject *findFactor( Arguments arguments )
 {
@@ -406,7 +448,8 @@ PyObject *findFactor( Arguments arguments )
     const Py_ssize_t samples = fragment.size() / 2;
     double factor = 0;
     runUnlocked( samples, [&] {
-        factor = dot( fragment.data(), reference.data(), samples ) / dot( reference.data(), reference.data(), samples );
+        factor =
+            dot( fragment.data(), reference.data(), samples ) / dot( reference.data(), reference.data(), samples );
     } );
     return PyFloat_FromDouble( factor );
 }
@@ -423,7 +466,8 @@ PyObject *findFit( Arguments arguments )
     double factor = 0;
     runUnlocked( samples * std::max( length, Py_ssize_t{ 1 } ), [&] {
         const double energy = dot( reference.data(), reference.data(), length );
-        double part = dot( fragment.data(), fragment.data(), length ), product = dot( fragment.data(), reference.data(), length );
+        double part = dot( fragment.data(), fragment.data(), length ),
+               product = dot( fragment.data(), reference.data(), length );
         double least = ( energy * part - product * product ) / part;
         factor = product / energy;
         for ( Py_ssize_t at = 1; at <= samples - length; ++at ) {
@@ -465,15 +509,26 @@ PyObject *findMax( Arguments arguments )
 
 // ---- Arithmetic
 
+/// Calls `run` with whether products of these factors with samples, or their sums, may be NaN.
+template <class Run> PyObject *withFactors( double a, double b, Run run )
+{
+    const bool isModerate = std::abs( a ) < 1e290 && std::abs( b ) < 1e290;
+    return isModerate ? run( std::false_type() ) : run( std::true_type() );
+}
+
 PyObject *mul( Arguments arguments )
 {
     Fragment fragment;
     int width = 0;
     double factor = 0;
-    if ( !parseAll( "mul", arguments, 3, fragment, width, factor ) || !checkFragment( fragment, width ) ) return nullptr;
-    return withWidth( width, [&]<class S>( S ) {
-        return mapped<widthOf<S>, widthOf<S>>(
-            fragment, [=]( char *to, const char *from ) { S::store( to, S::limited( S::load( from ) * factor ) ); } );
+    if ( !parseAll( "mul", arguments, 3, fragment, width, factor ) || !checkFragment( fragment, width ) )
+        return nullptr;
+    return withFactors( factor, 0, [&]( auto mayBeNan ) {
+        return withWidth( width, [&]<class S>( S ) {
+            return mapped<widthOf<S>, widthOf<S>>( fragment, [=]( char *to, const char *from ) {
+                S::store( to, S::limited( S::load( from ) * factor, mayBeNan ) );
+            } );
+        } );
     } );
 }
 
@@ -482,11 +537,15 @@ PyObject *toMono( Arguments arguments )
     Fragment fragment;
     int width = 0;
     double left = 0, right = 0;
-    if ( !parseAll( "tomono", arguments, 4, fragment, width, left, right ) || !checkFragment( fragment, width ) ) return nullptr;
+    if ( !parseAll( "tomono", arguments, 4, fragment, width, left, right ) || !checkFragment( fragment, width ) )
+        return nullptr;
     if ( fragment.size() / width % 2 ) return fail( "not a whole number of frames" );
-    return withWidth( width, [&]<class S>( S ) {
-        return mapped<2 * widthOf<S>, widthOf<S>>( fragment, [=]( char *to, const char *from ) {
-            S::store( to, S::limited( S::load( from ) * left + S::load( from + widthOf<S> ) * right ) );
+    return withFactors( left, right, [&]( auto mayBeNan ) {
+        return withWidth( width, [&]<class S>( S ) {
+            return mapped<2 * widthOf<S>, widthOf<S>>( fragment, [=]( char *to, const char *from ) {
+                const double sum = S::load( from ) * left + S::load( from + widthOf<S> ) * right;
+                S::store( to, S::limited( sum, mayBeNan ) );
+            } );
         } );
     } );
 }
@@ -498,11 +557,13 @@ PyObject *toStereo( Arguments arguments )
     double left = 0, right = 0;
     if ( !parseAll( "tostereo", arguments, 4, fragment, width, left, right ) || !checkFragment( fragment, width ) )
         return nullptr;
-    return withWidth( width, [&]<class S>( S ) {
-        return mapped<widthOf<S>, 2 * widthOf<S>>( fragment, [=]( char *to, const char *from ) {
-            const int32_t value = S::load( from );
-            S::store( to, S::limited( value * left ) );
-            S::store( to + widthOf<S>, S::limited( value * right ) );
+    return withFactors( left, right, [&]( auto mayBeNan ) {
+        return withWidth( width, [&]<class S>( S ) {
+            return mapped<widthOf<S>, 2 * widthOf<S>>( fragment, [=]( char *to, const char *from ) {
+                const int32_t value = S::load( from );
+                S::store( to, S::limited( value * left, mayBeNan ) );
+                S::store( to + widthOf<S>, S::limited( value * right, mayBeNan ) );
+            } );
         } );
     } );
 }
@@ -515,6 +576,14 @@ template <class S> int32_t limitedSum( int32_t a, int32_t b )
     return overflows ? ( a >> 31 ) ^ INT32_MAX : sum;
 }
 
+template <class S> void addAll( char *__restrict to, const char *a, const char *b, Py_ssize_t samples )
+{
+    for ( Py_ssize_t i = 0; i < samples; ++i ) {
+        const Py_ssize_t at = i * widthOf<S>;
+        S::store( to + at, limitedSum<S>( S::load( a + at ), S::load( b + at ) ) );
+    }
+}
+
 PyObject *add( Arguments arguments )
 {
     Fragment a, b;
@@ -522,12 +591,8 @@ PyObject *add( Arguments arguments )
     if ( !parseAll( "add", arguments, 3, a, b, width ) || !checkFragment( a, width ) ) return nullptr;
     if ( a.size() != b.size() ) return fail( "Lengths should be the same" );
     return withWidth( width, [&]<class S>( S ) {
-        const char *other = b.data();
         const Py_ssize_t samples = a.size() / widthOf<S>;
-        return made( a.size(), samples, [&]( char *__restrict to ) {
-            for ( Py_ssize_t i = 0; i < a.size(); i += widthOf<S> )
-                S::store( to + i, limitedSum<S>( S::load( a.data() + i ), S::load( other + i ) ) );
-        } );
+        return made( a.size(), samples, [&]( char *to ) { addAll<S>( to, a.data(), b.data(), samples ); } );
     } );
 }
 
@@ -535,7 +600,8 @@ PyObject *bias( Arguments arguments )
 {
     Fragment fragment;
     int width = 0, offset = 0;
-    if ( !parseAll( "bias", arguments, 3, fragment, width, offset ) || !checkFragment( fragment, width ) ) return nullptr;
+    if ( !parseAll( "bias", arguments, 3, fragment, width, offset ) || !checkFragment( fragment, width ) )
+        return nullptr;
     return withWidth( width, [&]<class S>( S ) {
         return mapped<widthOf<S>, widthOf<S>>( fragment, [=]( char *to, const char *from ) {
             S::store( to, int32_t( uint32_t( S::load( from ) ) + uint32_t( offset ) ) ); // wraps around
@@ -543,14 +609,17 @@ PyObject *bias( Arguments arguments )
     } );
 }
 
+template <class S> void reverseAll( char *__restrict to, const char *last, Py_ssize_t samples )
+{
+    for ( Py_ssize_t i = 0; i < samples; ++i ) std::memcpy( to + i * widthOf<S>, last - i * widthOf<S>, widthOf<S> );
+}
+
 PyObject *reverse( Arguments arguments )
 {
     return onSamples( "reverse", arguments, []<class S>( S, const Fragment &fragment ) {
         const Py_ssize_t samples = fragment.size() / widthOf<S>;
-        return made( fragment.size(), samples, [&]( char *__restrict to ) {
-            const char *last = fragment.data() + fragment.size() - widthOf<S>;
-            for ( Py_ssize_t i = 0; i < samples; ++i ) std::memcpy( to + i * widthOf<S>, last - i * widthOf<S>, widthOf<S> );
-        } );
+        return made( fragment.size(), samples,
+            [&]( char *to ) { reverseAll<S>( to, fragment.data() + fragment.size() - widthOf<S>, samples ); } );
     } );
 }
 
@@ -580,16 +649,26 @@ PyObject *linToLin( Arguments arguments )
 
 // ---- G.711 (ITU-T G.711, tables 1 and 2). Encoders take the upper 14 bits for mu-law and 13 bits for A-law.
 
-constexpr int16_t decodeMulaw( int code )
+/// `step << segment` in steps, because few processors shift the lanes of a vector by different numbers.
+constexpr uint16_t shifted( uint16_t step, unsigned segment )
 {
-    const int flipped = ~code & 0xFF, magnitude = ( ( ( flipped & 0xF ) << 3 ) + 0x84 ) << ( flipped >> 4 & 7 );
-    return int16_t( flipped & 0x80 ? 0x84 - magnitude : magnitude - 0x84 );
+    step = segment & 1 ? uint16_t( step << 1 ) : step;
+    step = segment & 2 ? uint16_t( step << 2 ) : step;
+    return segment & 4 ? uint16_t( step << 4 ) : step;
 }
 
-constexpr int16_t decodeAlaw( int code )
+constexpr int16_t decodeMulaw( uint8_t code )
 {
-    const int flipped = code ^ 0x55, segment = flipped >> 4 & 7, step = ( flipped & 0xF ) << 4;
-    const int magnitude = segment ? ( step + 0x108 ) << ( segment - 1 ) : step + 8;
+    const uint16_t flipped = uint16_t( ~code & 0xFF ), step = uint16_t( ( ( flipped & 0xF ) << 3 ) + 0x84 );
+    const auto magnitude = int16_t( shifted( step, flipped >> 4 & 7 ) - 0x84 );
+    return int16_t( flipped & 0x80 ? -magnitude : magnitude );
+}
+
+constexpr int16_t decodeAlaw( uint8_t code )
+{
+    const uint16_t flipped = code ^ 0x55, segment = flipped >> 4 & 7, step = uint16_t( ( flipped & 0xF ) << 4 );
+    const uint16_t doubled = segment ? uint16_t( step + 0x108 ) : uint16_t( 2 * step + 16 );
+    const auto magnitude = int16_t( shifted( doubled, segment ) >> 1 );
     return int16_t( flipped & 0x80 ? magnitude : -magnitude );
 }
 
@@ -614,18 +693,21 @@ template <size_t size, class Entry> constexpr auto tableOf( Entry entryOf )
     return table;
 }
 
-constexpr auto mulawDecoder = tableOf<256>( decodeMulaw ), alawDecoder = tableOf<256>( decodeAlaw );
 constexpr auto mulawEncoder = tableOf<1 << 14>( []( int i ) { return encodeMulaw( i - ( 1 << 13 ) ); } );
 constexpr auto alawEncoder = tableOf<1 << 13>( []( int i ) { return encodeAlaw( i - ( 1 << 12 ) ); } );
 
-template <const auto &table> PyObject *decodeLaw( const char *name, Arguments arguments )
+template <int16_t decode( uint8_t )> PyObject *decodeLaw( const char *name, Arguments arguments )
 {
     Fragment fragment;
     int width = 0;
     if ( !parseAll( name, arguments, 2, fragment, width ) || !checkWidth( width ) ) return nullptr;
     return withWidth( width, [&]<class S>( S ) {
         return mapped<1, widthOf<S>>( fragment, []( char *to, const char *from ) {
-            S::storeWide( to, int32_t( uint32_t( table[uint8_t( *from )] ) << 16 ) );
+            const int16_t value = decode( uint8_t( *from ) );
+            if constexpr ( widthOf<S> <= 2 )
+                S::store( to, value >> (16 - 8 * widthOf<S>));
+            else
+                S::store( to, int32_t( uint32_t( value ) << ( 8 * widthOf<S> - 16 ) ) );
         } );
     } );
 }
@@ -639,19 +721,19 @@ template <const auto &table, int bits> PyObject *encodeLaw( const char *name, Ar
     } );
 }
 
-PyObject *mulawToLin( Arguments arguments ) { return decodeLaw<mulawDecoder>( "ulaw2lin", arguments ); }
-PyObject *alawToLin( Arguments arguments ) { return decodeLaw<alawDecoder>( "alaw2lin", arguments ); }
+PyObject *mulawToLin( Arguments arguments ) { return decodeLaw<decodeMulaw>( "ulaw2lin", arguments ); }
+PyObject *alawToLin( Arguments arguments ) { return decodeLaw<decodeAlaw>( "alaw2lin", arguments ); }
 PyObject *linToMulaw( Arguments arguments ) { return encodeLaw<mulawEncoder, 14>( "lin2ulaw", arguments ); }
 PyObject *linToAlaw( Arguments arguments ) { return encodeLaw<alawEncoder, 13>( "lin2alaw", arguments ); }
 
-// ---- IMA ADPCM (Interactive Multimedia Association, Recommended Practices for Enhancing Digital Audio Compatibility,
-// 1992)
+// ---- IMA ADPCM (Interactive Multimedia Association, Recommended Practices for Enhancing Digital Audio
+// Compatibility, 1992)
 
-constexpr int16_t steps[89] = { 7, 8, 9, 10, 11, 12, 13, 14, 16, 17, 19, 21, 23, 25, 28, 31, 34, 37, 41, 45, 50, 55, 60,
-    66, 73, 80, 88, 97, 107, 118, 130, 143, 157, 173, 190, 209, 230, 253, 279, 307, 337, 371, 408, 449, 494, 544, 598, 658,
-    724, 796, 876, 963, 1060, 1166, 1282, 1411, 1552, 1707, 1878, 2066, 2272, 2499, 2749, 3024, 3327, 3660, 4026, 4428,
-    4871, 5358, 5894, 6484, 7132, 7845, 8630, 9493, 10442, 11487, 12635, 13899, 15289, 16818, 18500, 20350, 22385, 24623,
-    27086, 29794, 32767 };
+constexpr int16_t steps[89] = { 7, 8, 9, 10, 11, 12, 13, 14, 16, 17, 19, 21, 23, 25, 28, 31, 34, 37, 41, 45, 50, 55,
+    60, 66, 73, 80, 88, 97, 107, 118, 130, 143, 157, 173, 190, 209, 230, 253, 279, 307, 337, 371, 408, 449, 494, 544,
+    598, 658, 724, 796, 876, 963, 1060, 1166, 1282, 1411, 1552, 1707, 1878, 2066, 2272, 2499, 2749, 3024, 3327, 3660,
+    4026, 4428, 4871, 5358, 5894, 6484, 7132, 7845, 8630, 9493, 10442, 11487, 12635, 13899, 15289, 16818, 18500,
+    20350, 22385, 24623, 27086, 29794, 32767 };
 constexpr int8_t stepChanges[8] = { -1, -1, -1, -1, 2, 4, 6, 8 };
 
 struct Adpcm {
@@ -686,15 +768,19 @@ struct Adpcm {
     /// Returns the code of the next value.
     int encode( int next )
     {
-        int difference = next - value, code = difference < 0 ? 8 : 0;
+        int step = steps[index], change = step >> 3, difference = next - value, code = 0;
+        const bool isNegative = difference < 0;
         difference = std::abs( difference );
-        for ( int bit = 0; bit < 3; ++bit )
-            if ( const int step = steps[index] >> bit; difference >= step ) {
-                code |= 4 >> bit;
-                difference -= step;
-            }
-        decode( code );
-        return code;
+        for ( int bit = 4; bit; bit >>= 1, step >>= 1 ) {
+            const bool isSet = difference >= step;
+            const int part = isSet ? step : 0;
+            code |= isSet ? bit : 0;
+            difference -= part;
+            change += part;
+        }
+        value = std::clamp( isNegative ? value - change : value + change, -32768, 32767 );
+        index = std::clamp( index + stepChanges[code], 0, 88 );
+        return code | ( isNegative ? 8 : 0 );
     }
 
     [[nodiscard]] PyObject *with( PyObject *bytes ) const
@@ -702,6 +788,17 @@ struct Adpcm {
         return bytes ? Py_BuildValue( "(N(ii))", bytes, value, index ) : nullptr;
     }
 };
+
+template <class S> Adpcm encodeAll( char *__restrict to, const char *from, Py_ssize_t samples, Adpcm adpcm )
+{
+    auto next = [&]( Py_ssize_t i ) { return adpcm.encode( S::loadWide( from + i * widthOf<S> ) >> 16 ); };
+    for ( Py_ssize_t i = 0; i + 1 < samples; i += 2 ) {
+        const int first = next( i );
+        to[i / 2] = char( first << 4 | next( i + 1 ) );
+    }
+    if ( samples % 2 ) next( samples - 1 ); // only changes the state
+    return adpcm;
+}
 
 PyObject *linToAdpcm( Arguments arguments )
 {
@@ -714,12 +811,9 @@ PyObject *linToAdpcm( Arguments arguments )
         return nullptr;
     return withWidth( width, [&]<class S>( S ) {
         const Py_ssize_t samples = fragment.size() / widthOf<S>;
-        return adpcm.with( made( samples / 2, samples, [&]( char *to ) {
-            for ( Py_ssize_t i = 0; i < samples; ++i ) {
-                const int code = adpcm.encode( S::loadWide( fragment.data() + i * widthOf<S> ) >> 16 );
-                if ( i / 2 < samples / 2 ) to[i / 2] = char( i % 2 ? to[i / 2] | code : code << 4 );
-            }
-        } ) );
+        PyObject *bytes = made(
+            samples / 2, samples, [&]( char *to ) { adpcm = encodeAll<S>( to, fragment.data(), samples, adpcm ); } );
+        return adpcm.with( bytes );
     } );
 }
 
@@ -791,7 +885,8 @@ struct Converter {
         PyObject *values = PyTuple_New( Py_ssize_t( channels.size() ) );
         Py_ssize_t at = 0;
         for ( const Channel &channel : channels )
-            if ( values ) PyTuple_SET_ITEM( values, at++, Py_BuildValue( "(ii)", channel.previous, channel.current ) );
+            if ( values )
+                PyTuple_SET_ITEM( values, at++, Py_BuildValue( "(ii)", channel.previous, channel.current ) );
         return values ? Py_BuildValue( "(iN)", distance, values ) : nullptr;
     }
 
@@ -819,7 +914,8 @@ struct Converter {
                     from += widthOf<S>;
                     if ( weightOld )
                         channel.current = truncated(
-                            ( double( weightNew ) * channel.current + double( weightOld ) * channel.previous ) / weights );
+                            ( double( weightNew ) * channel.current + double( weightOld ) * channel.previous ) /
+                            weights );
                 }
             }
             for ( ; distance >= 0; distance -= inputRate )
@@ -839,8 +935,8 @@ PyObject *rateConvert( Arguments arguments )
     int width = 0, channels = 0;
     PyObject *state = nullptr;
     Converter converter;
-    if ( !parseAll( "ratecv", arguments, 6, fragment, width, channels, converter.inputRate, converter.outputRate, state,
-             converter.weightNew, converter.weightOld ) ||
+    if ( !parseAll( "ratecv", arguments, 6, fragment, width, channels, converter.inputRate, converter.outputRate,
+             state, converter.weightNew, converter.weightOld ) ||
          !checkWidth( width ) )
         return nullptr;
     if ( channels < 1 ) return fail( "# of channels should be >= 1" );
@@ -878,32 +974,41 @@ PyObject *rateConvert( Arguments arguments )
 template <PyObject *function( Arguments )> constexpr PyMethodDef method( const char *name, const char *text )
 {
     // The cast is that of the Python documentation for METH_FASTCALL.
-    return { name, reinterpret_cast<PyCFunction>( reinterpret_cast<void ( * )()>( entry<function> ) ), METH_FASTCALL, text };
+    return { name, reinterpret_cast<PyCFunction>( reinterpret_cast<void ( * )()>( entry<function> ) ), METH_FASTCALL,
+        text };
 }
 
 PyMethodDef methods[] = {
-    method<add>( "add", "add(fragment1, fragment2, width): the sum of two fragments, limited to the range of the samples." ),
-    method<adpcmToLin>( "adpcm2lin", "adpcm2lin(fragment, width, state): decode IMA ADPCM; returns (fragment, state)." ),
+    method<add>(
+        "add", "add(fragment1, fragment2, width): the sum of two fragments, limited to the range of the samples." ),
+    method<adpcmToLin>(
+        "adpcm2lin", "adpcm2lin(fragment, width, state): decode IMA ADPCM; returns (fragment, state)." ),
     method<alawToLin>( "alaw2lin", "alaw2lin(fragment, width): decode A-law." ),
     method<avg>( "avg", "avg(fragment, width): the mean of all samples, rounded down." ),
     method<avgPeaks>( "avgpp", "avgpp(fragment, width): the mean distance between successive turning points." ),
     method<bias>( "bias", "bias(fragment, width, bias): add a number to each sample, and wrap around." ),
     method<byteSwap>( "byteswap", "byteswap(fragment, width): reverse the bytes of each sample." ),
     method<cross>( "cross", "cross(fragment, width): the number of zero crossings." ),
-    method<findFactor>( "findfactor", "findfactor(fragment, reference): the factor that fits the reference best, 2 bytes wide." ),
-    method<findFit>( "findfit", "findfit(fragment, reference): (offset, factor) where the reference fits best, 2 bytes wide." ),
-    method<findMax>( "findmax", "findmax(fragment, length): the offset of the part with the most energy, 2 bytes wide." ),
+    method<findFactor>(
+        "findfactor", "findfactor(fragment, reference): the factor that fits the reference best, 2 bytes wide." ),
+    method<findFit>(
+        "findfit", "findfit(fragment, reference): (offset, factor) where the reference fits best, 2 bytes wide." ),
+    method<findMax>(
+        "findmax", "findmax(fragment, length): the offset of the part with the most energy, 2 bytes wide." ),
     method<getSample>( "getsample", "getsample(fragment, width, index): one sample." ),
-    method<linToAdpcm>( "lin2adpcm", "lin2adpcm(fragment, width, state): encode as IMA ADPCM; returns (fragment, state)." ),
+    method<linToAdpcm>(
+        "lin2adpcm", "lin2adpcm(fragment, width, state): encode as IMA ADPCM; returns (fragment, state)." ),
     method<linToAlaw>( "lin2alaw", "lin2alaw(fragment, width): encode as A-law." ),
     method<linToLin>( "lin2lin", "lin2lin(fragment, width, newwidth): convert between widths." ),
     method<linToMulaw>( "lin2ulaw", "lin2ulaw(fragment, width): encode as mu-law." ),
     method<max>( "max", "max(fragment, width): the largest magnitude." ),
     method<maxPeaks>( "maxpp", "maxpp(fragment, width): the largest distance between successive turning points." ),
     method<minMax>( "minmax", "minmax(fragment, width): (smallest, largest) sample." ),
-    method<mul>( "mul", "mul(fragment, width, factor): multiply each sample, and limit it to the range of the samples." ),
-    method<rateConvert>( "ratecv", "ratecv(fragment, width, nchannels, inrate, outrate, state, weightA=1, weightB=0): convert "
-                                   "the frame rate; returns (fragment, state)." ),
+    method<mul>(
+        "mul", "mul(fragment, width, factor): multiply each sample, and limit it to the range of the samples." ),
+    method<rateConvert>( "ratecv",
+        "ratecv(fragment, width, nchannels, inrate, outrate, state, weightA=1, weightB=0): convert "
+        "the frame rate; returns (fragment, state)." ),
     method<reverse>( "reverse", "reverse(fragment, width): the samples in reverse order." ),
     method<rms>( "rms", "rms(fragment, width): the root of the mean square, rounded down." ),
     method<toMono>( "tomono", "tomono(fragment, width, lfactor, rfactor): mix two channels." ),
@@ -916,8 +1021,8 @@ PyMethodDef methods[] = {
 
 PyObject *createAudioop()
 {
-    static PyModuleDef definition = { PyModuleDef_HEAD_INIT, "audioop", "Operations on raw audio.", -1, methods, nullptr,
-        nullptr, nullptr, nullptr };
+    static PyModuleDef definition = { PyModuleDef_HEAD_INIT, "audioop", "Operations on raw audio.", -1, methods,
+        nullptr, nullptr, nullptr, nullptr };
     PyObject *module = PyModule_Create( &definition );
     if ( !module ) return nullptr;
     error = PyErr_NewException( "audioop.error", nullptr, nullptr );

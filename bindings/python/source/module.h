@@ -29,7 +29,8 @@ template <class C> struct Object {
 };
 
 /// Calls that handle fewer samples keep the interpreter lock. Measured with two threads that multiply packets: with
-/// 10,000 samples, calls that release the lock take 1.3 times as long as calls that keep it, with 20,000 only 0.7 times.
+/// 10,000 samples, calls that release the lock take 1.3 times as long as calls that keep it, with 20,000 only 0.7
+/// times.
 constexpr int64_t unlockedSamples = 20000;
 
 template <class... Objects> void waitFor( const Objects &...objects )
