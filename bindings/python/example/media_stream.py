@@ -9,11 +9,13 @@ prints how many streams one core sustains, here and with the functions that pcm.
 
 import argparse
 import time
+from typing import Optional, Tuple, Union
 
 import pcm
 from pcm import audioop
 
 MULAW, INT_16 = pcm.Encoding.G711_MULAW, pcm.Encoding.INT_16
+State = Tuple[int, Tuple[Tuple[int, int], ...]]
 BLOCK = bytes(range(160))  # 20 ms of mu-law
 
 
@@ -46,7 +48,8 @@ class AudioopStream:
     """The same with audioop, whose rate conversion interpolates linearly."""
 
     def __init__(self) -> None:
-        self.up, self.down = None, None
+        self.up: Optional[State] = None
+        self.down: Optional[State] = None
 
     def receive(self, mulaw: bytes) -> bytes:
         voice = audioop.ulaw2lin(mulaw, 2)
@@ -58,7 +61,7 @@ class AudioopStream:
         return audioop.lin2ulaw(audioop.mul(voice, 2, factor), 2)
 
 
-def streams_per_core(stream: "MediaStream | AudioopStream", seconds: float) -> int:
+def streams_per_core(stream: Union[MediaStream, AudioopStream], seconds: float) -> int:
     """Return how many streams of 20 ms blocks fit into the time of one core."""
     blocks, start = 0, time.perf_counter()
     while time.perf_counter() - start < seconds:
@@ -72,5 +75,6 @@ if __name__ == "__main__":
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--seconds", type=float, default=2, help="duration of each measurement")
     options = parser.parse_args()
-    for stream in (MediaStream(), AudioopStream()):
+    streams: Tuple[Union[MediaStream, AudioopStream], ...] = (MediaStream(), AudioopStream())
+    for stream in streams:
         print(f"{type(stream).__name__}: {streams_per_core(stream, options.seconds)} streams per core")

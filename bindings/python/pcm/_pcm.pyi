@@ -1,6 +1,7 @@
 """Types of the extension module."""
 
-from typing import Any, Generic, Iterator, Optional, SupportsIndex, Tuple, TypeVar, Union, final, overload
+from types import ModuleType
+from typing import Any, Iterator, Optional, SupportsIndex, TypeVar, Union, overload
 
 import numpy as np
 import numpy.typing as npt
@@ -8,6 +9,7 @@ import numpy.typing as npt
 from ._types import Channels, Encoding, FilterType, SrcType
 
 __version__: str
+_audioop: ModuleType
 
 # Any object with a buffer. Python 3.12 and later have a type for these.
 _Buffer = Any
@@ -145,6 +147,7 @@ class Coefficients:
 
 class Filter(_Stream):
     def __init__(self, coefficients: Coefficients, channels: int = 1) -> None: ...
+    def __deepcopy__(self, memo: Any) -> Filter: ...
     def create_from(self) -> Filter: ...
     def reset(self) -> None: ...
     @property

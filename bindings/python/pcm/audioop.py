@@ -9,9 +9,13 @@ from types import ModuleType
 
 from ._pcm import _audioop
 
-globals().update({name: value for name, value in vars(_audioop).items() if not name.startswith("_")})
+__all__ = [
+    "add", "adpcm2lin", "alaw2lin", "avg", "avgpp", "bias", "byteswap", "cross", "error", "findfactor", "findfit",
+    "findmax", "getsample", "lin2adpcm", "lin2alaw", "lin2lin", "lin2ulaw", "max", "maxpp", "minmax", "mul", "ratecv",
+    "reverse", "rms", "tomono", "tostereo", "ulaw2lin",
+]
 
-__all__ = sorted(name for name in vars(_audioop) if not name.startswith("_"))
+globals().update({name: getattr(_audioop, name) for name in __all__})
 
 
 def install() -> ModuleType:

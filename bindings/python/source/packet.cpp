@@ -343,6 +343,7 @@ void definePacket( py::module_ &module )
         "Packet, or None if the bytes are not whole frames" );
 
     type.def( "__len__", reader( &Packet::frames ) );
+    type.def( "__iter__", []( const Self &self ) { return py::iter( viewOf( self ) ); } );
     type.def_property_readonly( "frames", reader( &Packet::frames ), "The number of frames." );
     type.def_property_readonly(
         "channels",
