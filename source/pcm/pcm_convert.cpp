@@ -59,7 +59,7 @@ template <class Format, Layout layout, bool decodes>
     const int64_t encoded = width ? width : slotWidth;
     const int64_t destWidth = decodes ? sampleSize : encoded, sourceWidth = decodes ? encoded : sampleSize;
     constexpr auto convertTile = decodes ? decodeTile<Format, layout> : encodeTile<Format, layout>;
-    const int64_t rest = samples % tile, whole = samples - rest;
+    const int64_t rest = samples & ( tile - 1 ), whole = samples - rest;
     for ( int64_t done = 0; done < whole; done += tile )
         convertTile( dest + done * destWidth, source + done * sourceWidth, encoded, offset );
     if ( !rest ) return;

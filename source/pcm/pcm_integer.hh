@@ -249,7 +249,10 @@ template <class Code, std::endian order> struct Linear {
 
     static void decodeWords( uint8_t *dest, const Tile &words )
     {
-        unrolled<4>( [&]( int r ) { storeAs( dest + r * laneBytes, Code::decode( words.of[r] ) ); } );
+        using Values = decltype( Code::decode( Words{} ) );
+        Values values[4];
+        unrolled<4>( [&]( int r ) { values[r] = Code::decode( words.of[r] ); } );
+        unrolled<4>( [&]( int r ) { storeAs( dest + r * laneBytes, values[r] ); } );
     }
     static Tile encodeWords( const uint8_t *source )
     {
