@@ -7,9 +7,7 @@
 #include <cstring> // std::memcpy
 
 // Sets each sample of dest to `op( dest sample, source sample )`: four vectors in each round, because compilers
-// unroll a plain loop less, then single vectors and samples. A round loads everything before it stores, which allows
-// loads and stores of two vectors at once on arm64. The order makes no difference to blocks that overlap, because dest
-// does not begin inside the source block.
+// unroll a plain loop less, then single vectors and samples.
 template <class Op> static void eachVector( PCM_SAMPLE *dest, const PCM_SAMPLE *source, int64_t samples, Op op )
 {
     using namespace pcm;
@@ -18,9 +16,15 @@ template <class Op> static void eachVector( PCM_SAMPLE *dest, const PCM_SAMPLE *
         return op( loadAs<Samples>( dest + done + r * lanes ), loadAs<Samples>( source + done + r * lanes ) );
     };
     for ( ; samples - done >= 4 * lanes; done += 4 * lanes ) {
+#ifdef __aarch64__
+        // Load everything before the first store, so that instructions can load and store two vectors. The order makes
+        // no difference to blocks that overlap, because dest does not begin inside the source block.
         Samples results[4];
         unrolled<4>( [&]( int r ) { results[r] = result( r ); } );
         unrolled<4>( [&]( int r ) { storeAs( dest + done + r * lanes, results[r] ); } );
+#else
+        unrolled<4>( [&]( int r ) { storeAs( dest + done + r * lanes, result( r ) ); } );
+#endif
     }
     for ( ; samples - done >= lanes; done += lanes ) storeAs( dest + done, result( 0 ) );
     for ( ; done < samples; ++done ) dest[done] = op( dest[done], source[done] );
