@@ -238,8 +238,8 @@ static Integers packBytes( const Integers *v )
 {
     int16x8_t halves[2];
     for ( int r = 0; r < 2; ++r )
-        halves[r] = vqmovn_high_s32( vqmovn_s32( vreinterpretq_s32_u32( v[2 * r] ) ),
-            vreinterpretq_s32_u32( v[2 * r + 1] ) );
+        halves[r] =
+            vqmovn_high_s32( vqmovn_s32( vreinterpretq_s32_u32( v[2 * r] ) ), vreinterpretq_s32_u32( v[2 * r + 1] ) );
     return vreinterpretq_u32_s8( vqmovn_high_s16( vqmovn_s16( halves[0] ), halves[1] ) );
 }
 
@@ -253,7 +253,8 @@ static void highBytes( const Integers *words, Integers *bytes )
 {
     Integers halves[2];
     highHalves( words, halves );
-    *bytes = vreinterpretq_u32_u8( vuzp2q_u8( vreinterpretq_u8_u32( halves[0] ), vreinterpretq_u8_u32( halves[1] ) ) );
+    *bytes =
+        vreinterpretq_u32_u8( vuzp2q_u8( vreinterpretq_u8_u32( halves[0] ), vreinterpretq_u8_u32( halves[1] ) ) );
 }
 
 template <IntLayout layout> static Floats decode4( Integers v )
@@ -454,7 +455,7 @@ template <PCM_ENCODING law> struct G711 {
 #if defined __SSE2__ || defined __aarch64__
     /// Computes the segment and the step, which are the low seven bits of a code. The segment is the exponent of the
     /// magnitude, after an offset is added where segments do not begin at powers of two.
-#if defined __SSE2__
+    #if defined __SSE2__
     static Integers encodeMagnitudes( Floats y )
     {
         __m128 m = _mm_and_ps( y, _mm_castsi128_ps( _mm_set1_epi32( 0x7FFFF000 ) ) );
@@ -477,14 +478,15 @@ template <PCM_ENCODING law> struct G711 {
         __m128i bytes = _mm_xor_si128( packBytes( codes ), sign );
         return _mm_xor_si128( bytes, _mm_set1_epi8( char( inversion ) ) );
     }
-#else
+    #else
     static Integers encodeMagnitudes( Floats y )
     {
         const Integers magnitude = vandq_u32( vreinterpretq_u32_f32( y ), vdupq_n_u32( 0x7FFFF000 ) );
         const Floats m = vreinterpretq_f32_u32( vandq_u32( magnitude, vceqq_f32( y, y ) ) );
         const Integers base = vdupq_n_u32( 134 << 4 );
         if ( law == PCM_ENCODING_G711_MULAW )
-            return vsubq_u32( vshrq_n_u32( vreinterpretq_u32_f32( vaddq_f32( m, vdupq_n_f32( 128.0f ) ) ), 19 ), base );
+            return vsubq_u32(
+                vshrq_n_u32( vreinterpretq_u32_f32( vaddq_f32( m, vdupq_n_f32( 128.0f ) ) ), 19 ), base );
         // The codes of the lowest segment are less by 16.
         const Floats lowest = vdupq_n_f32( 256.0f );
         const Integers isLow = vcltq_f32( m, lowest );
@@ -499,10 +501,11 @@ template <PCM_ENCODING law> struct G711 {
         // The sign is inserted into the magnitude.
         Integers high[1];
         highBytes( signs, high );
-        const uint8x16_t bytes = vsliq_n_u8( vreinterpretq_u8_u32( packBytes( codes ) ), vreinterpretq_u8_u32( high[0] ), 7 );
+        const uint8x16_t bytes =
+            vsliq_n_u8( vreinterpretq_u8_u32( packBytes( codes ) ), vreinterpretq_u8_u32( high[0] ), 7 );
         return vreinterpretq_u32_u8( veorq_u8( bytes, vdupq_n_u8( law == PCM_ENCODING_G711_MULAW ? 0xFF : 0xD5 ) ) );
     }
-#endif
+    #endif
     static void encodeLimit( void *dest, const void *source, int64_t samples )
     {
         auto *from = static_cast<const float *>( source );

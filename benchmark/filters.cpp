@@ -55,8 +55,7 @@ static void firLimit( float *dest, const float *input, const std::vector<float> 
         const float *source = input + i;
         for ( size_t k = coefficients.size(); k-- > 0; source += channels ) {
             const Vector coefficient = splat( coefficients[k] );
-            for ( int v = 0; v < vectors; ++v )
-                sums[v] = addProduct( sums[v], load( source + 4 * v ), coefficient );
+            for ( int v = 0; v < vectors; ++v ) sums[v] = addProduct( sums[v], load( source + 4 * v ), coefficient );
         }
         for ( int v = 0; v < vectors; ++v ) store( dest + i + 4 * v, clamp( sums[v] ) );
     }

@@ -1,5 +1,6 @@
 // Counts the instructions that the library executes for a block of samples, next to those of a hand-written limit or,
-// where there is none, of a plain loop. Runs under qemu-user with the plugin qemu_counter.cpp; see script/instructions.
+// where there is none, of a plain loop. Runs under qemu-user with the plugin qemu_counter.cpp; see
+// script/instructions.
 
 #include "jobs.h"
 #include "kit/kit.h"

@@ -1,7 +1,7 @@
 // A plugin for qemu-user 6.2 to 8.2 that counts the instructions of the emulated program.
 //
-// The program obtains the count with a system call that no kernel has: its number is `countCall`, and its argument is a
-// file descriptor, to which the plugin writes the number of instructions so far as 8 bytes. The emulator shares its
+// The program obtains the count with a system call that no kernel has: its number is `countCall`, and its argument is
+// a file descriptor, to which the plugin writes the number of instructions so far as 8 bytes. The emulator shares its
 // file descriptors with the program, so a pipe returns the count.
 
 #include "qemu_counter.h"

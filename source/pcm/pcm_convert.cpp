@@ -207,7 +207,8 @@ void pcm___Convert(
                              : runsFor( sourceFlags ).decode[dense]( to, from, samples, 0, 0 );
         if ( isThreeInFour( flags ) ) {
             const Runs &runs = runsFor( flags );
-            return ( destFlags ? runs.encode : runs.decode )[threeInFour]( to, from, samples, 4, padsBefore( flags ) );
+            return ( destFlags ? runs.encode : runs.decode )[threeInFour](
+                to, from, samples, 4, padsBefore( flags ) );
         }
     }
     convertWords( to, destEncoding, from, sourceEncoding, samples );

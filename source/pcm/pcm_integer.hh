@@ -87,9 +87,8 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
         if constexpr ( std::endian::native == std::endian::big ) return loadEach( at );
 #ifdef __aarch64__
         // Load the last four samples with the four bytes before them, to stay inside the tile.
-        unrolled<4>( [&]( int r ) {
-            words.of[r] = r < 3 ? shifted<0>( at + 12 * r ) : shifted<4>( at + 12 * r - 4 );
-        } );
+        unrolled<4>(
+            [&]( int r ) { words.of[r] = r < 3 ? shifted<0>( at + 12 * r ) : shifted<4>( at + 12 * r - 4 ); } );
         return words;
 #endif
         const Longs first = Longs{} + ( uint64_t{ 0xFFFFFF } << up ), second = first << 32;
@@ -111,9 +110,9 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
 #ifdef __aarch64__
         // A store of four samples also writes the four bytes after them, which the next one overwrites.
         unrolled<4>( [&]( int r ) {
-            auto w = (Words)picked<[]( int i ) {
-                return i < 12 ? i / 3 * 4 + ( little ? 1 + i % 3 : 3 - i % 3 ) : -1;
-            }>( (Bytes)( words.of[r] ^ signFlip ) );
+            auto w =
+                (Words)picked<[]( int i ) { return i < 12 ? i / 3 * 4 + ( little ? 1 + i % 3 : 3 - i % 3 ) : -1; }>(
+                    (Bytes)( words.of[r] ^ signFlip ) );
             if ( r < 3 ) return storeAs( at + 12 * r, w );
             storeAs( at + 12 * r, ( (Longs)w )[0] );
             storeAs( at + 12 * r + 8, w[2] );

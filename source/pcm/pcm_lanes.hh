@@ -3,8 +3,8 @@
 
 // Private to the library: vectors of samples.
 //
-// The compilers' vector types cover most operations on every processor. The few for which they produce poor code on x86
-// or arm64 use intrinsics, next to a portable form. All forms produce the same bits.
+// The compilers' vector types cover most operations on every processor. The few for which they produce poor code on
+// x86 or arm64 use intrinsics, next to a portable form. All forms produce the same bits.
 
 #include "pcm_api.h"
 
@@ -117,15 +117,15 @@ inline Ints truncatedToFloat( Samples y ) { return truncated( y ); }
 /// where elsewhere they are undefined.
 inline Ints truncatedBelowLimit( Samples y )
 {
-#if defined __AVX512BW__
+    #if defined __AVX512BW__
     return (Ints)_mm512_maskz_cvttps_epi32( 0xFFFF, y );
-#elif defined __AVX2__
+    #elif defined __AVX2__
     return (Ints)_mm256_cvttps_epi32( y );
-#elif defined __SSE2__
+    #elif defined __SSE2__
     return (Ints)_mm_cvttps_epi32( y );
-#else
+    #else
     return __builtin_convertvector( max( y, Samples{} - 0x1p31f ), Ints );
-#endif
+    #endif
 }
 
 /// The same for all values. Those above the range become the highest float in the range, whose low 7 bits are 0.
@@ -134,11 +134,11 @@ inline Ints truncatedToFloat( Samples y ) { return truncatedBelowLimit( min( Sam
 /// The same, but values above the range become the highest integer.
 inline Ints truncated( Samples y )
 {
-#ifdef __SSE2__
+    #ifdef __SSE2__
     return truncatedBelowLimit( y ) ^ ( y >= 0x1p31f );
-#else
+    #else
     return truncatedToFloat( y ) | ( ( y >= 0x1p31f ) & 0x7F );
-#endif
+    #endif
 }
 
 #endif
@@ -206,8 +206,7 @@ inline Vector<int8_t> narrowed( Ints a, Ints b, Ints c, Ints d )
 #elif defined __SSE2__
     return (Vector<int8_t>)_mm_packs_epi16( (__m128i)narrowed( a, b ), (__m128i)narrowed( c, d ) );
 #elif defined __aarch64__
-    return (Vector<int8_t>)vqmovn_high_s16(
-        vqmovn_s16( (int16x8_t)narrowed( a, b ) ), (int16x8_t)narrowed( c, d ) );
+    return (Vector<int8_t>)vqmovn_high_s16( vqmovn_s16( (int16x8_t)narrowed( a, b ) ), (int16x8_t)narrowed( c, d ) );
 #else
     auto low = narrowed( a, b ), high = narrowed( c, d );
     return lowHalves<Vector<int8_t>>(

@@ -17,8 +17,8 @@ template <class Op> static void eachVector( PCM_SAMPLE *dest, const PCM_SAMPLE *
     };
     for ( ; samples - done >= 4 * lanes; done += 4 * lanes ) {
 #ifdef __aarch64__
-        // Load everything before the first store, so that instructions can load and store two vectors. The order makes
-        // no difference to blocks that overlap, because dest does not begin inside the source block.
+        // Load everything before the first store, so that instructions can load and store two vectors. The order
+        // makes no difference to blocks that overlap, because dest does not begin inside the source block.
         Samples results[4];
         unrolled<4>( [&]( int r ) { results[r] = result( r ); } );
         unrolled<4>( [&]( int r ) { storeAs( dest + done + r * lanes, results[r] ); } );
