@@ -85,7 +85,7 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
     {
         Tile words;
         if constexpr ( std::endian::native == std::endian::big ) return loadEach( at );
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
         // Load the last four samples with the four bytes before them, to stay inside the tile.
         unrolled<4>(
             [&]( int r ) { words.of[r] = r < 3 ? shifted<0>( at + 12 * r ) : shifted<4>( at + 12 * r - 4 ); } );
@@ -107,7 +107,7 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
     static void store( uint8_t *at, const Tile &words )
     {
         if constexpr ( std::endian::native == std::endian::big ) return storeEach( at, words );
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
         // A store of four samples also writes the four bytes after them, which the next one overwrites.
         unrolled<4>( [&]( int r ) {
             auto w =
@@ -150,7 +150,7 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
     }
 
 private:
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
     // Loads 16 bytes, of which four samples begin at byte `first`.
     template <int first> static Words shifted( const uint8_t *at )
     {
@@ -196,7 +196,7 @@ inline Samples toSamples( Words bits ) { return __builtin_convertvector( (Ints)b
 // Returns the signed integer times 2^-31, rounded once.
 inline Samples toFractions( Words bits )
 {
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
     return (Samples)vcvtq_n_f32_s32( (int32x4_t)bits, 31 );
 #else
     return toSamples( bits ) * 0x1p-31f;
@@ -222,7 +222,7 @@ template <int bytes> struct Unsigned {
         // Up to 24 bits every step is exact, so the signed conversion has the same result.
         if constexpr ( bytes < 4 ) return Signed<bytes>::decode( bits );
         bits ^= 1u << 31;
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
         return (Samples)vcvtq_n_f32_u32( (uint32x4_t)bits, 31 ) - 1.0f;
 #endif
         // Both halves are exact and their sum rounds once, as in a conversion of the unsigned value.

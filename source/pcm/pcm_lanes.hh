@@ -14,7 +14,7 @@
 #include <utility>
 #if defined __SSE2__
     #include <immintrin.h>
-#elif defined __aarch64__
+#elif defined __AARCH64EL__
     #include <arm_neon.h>
 #endif
 #if defined __i386__ && !defined __SSE2_MATH__
@@ -34,7 +34,7 @@ constexpr int laneBytes = 16;
 constexpr int lanes = laneBytes / int( sizeof( PCM_SAMPLE ) );
 
 // Whether the processor shuffles bytes in one step.
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
 constexpr bool shufflesBytes = true;
 #else
 constexpr bool shufflesBytes = laneBytes > 16;
@@ -77,7 +77,7 @@ inline Samples min( Samples a, Samples b )
     return _mm256_min_ps( a, b );
 #elif defined __SSE2__
     return _mm_min_ps( a, b );
-#elif defined __aarch64__
+#elif defined __AARCH64EL__
     return (Samples)vminq_f32( (float32x4_t)a, (float32x4_t)b );
 #else
     return a < b ? a : b;
@@ -93,14 +93,14 @@ inline Samples max( Samples a, Samples b )
     return _mm256_max_ps( a, b );
 #elif defined __SSE2__
     return _mm_max_ps( a, b );
-#elif defined __aarch64__
+#elif defined __AARCH64EL__
     return (Samples)vmaxq_f32( (float32x4_t)a, (float32x4_t)b );
 #else
     return a > b ? a : b;
 #endif
 }
 
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
 
 /// Truncates towards zero. Values out of range become the nearest integer, and NaN the lowest one.
 inline Ints truncated( Samples y )
@@ -186,7 +186,7 @@ inline Vector<int16_t> narrowed( Ints a, Ints b )
     return (Vector<int16_t>)_mm256_permute4x64_epi64( _mm256_packs_epi32( (__m256i)a, (__m256i)b ), 0xD8 );
 #elif defined __SSE2__
     return (Vector<int16_t>)_mm_packs_epi32( (__m128i)a, (__m128i)b );
-#elif defined __aarch64__
+#elif defined __AARCH64EL__
     return (Vector<int16_t>)vqmovn_high_s32( vqmovn_s32( (int32x4_t)a ), (int32x4_t)b );
 #else
     return lowHalves<Vector<int16_t>>( clamped( a, -32768, 32767 ), clamped( b, -32768, 32767 ) );
@@ -205,7 +205,7 @@ inline Vector<int8_t> narrowed( Ints a, Ints b, Ints c, Ints d )
     return (Vector<int8_t>)_mm256_permutevar8x32_epi32( _mm256_packs_epi16( low, high ), order );
 #elif defined __SSE2__
     return (Vector<int8_t>)_mm_packs_epi16( (__m128i)narrowed( a, b ), (__m128i)narrowed( c, d ) );
-#elif defined __aarch64__
+#elif defined __AARCH64EL__
     return (Vector<int8_t>)vqmovn_high_s16( vqmovn_s16( (int16x8_t)narrowed( a, b ) ), (int16x8_t)narrowed( c, d ) );
 #else
     auto low = narrowed( a, b ), high = narrowed( c, d );
@@ -255,7 +255,7 @@ template <class Narrow> inline Words widened( const void *at )
 /// Reverses the bytes of each element.
 inline Halves swapped16( Halves v )
 {
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
     return (Halves)shuffled<[]( int i ) { return i ^ 1; }>( (Bytes)v, (Bytes)v );
 #else
     return v << 8 | v >> 8;
@@ -272,7 +272,7 @@ inline Words swapped32( Words v )
     }
 }
 
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
 /// Returns a vector whose byte i is byte `index( i )` of v, or 0 if the index is negative.
 template <auto index> inline Bytes picked( Bytes v )
 {

@@ -16,7 +16,7 @@ template <class Op> static void eachVector( PCM_SAMPLE *dest, const PCM_SAMPLE *
         return op( loadAs<Samples>( dest + done + r * lanes ), loadAs<Samples>( source + done + r * lanes ) );
     };
     for ( ; samples - done >= 4 * lanes; done += 4 * lanes ) {
-#ifdef __aarch64__
+#ifdef __AARCH64EL__
         // Load everything before the first store, so that instructions can load and store two vectors. The order
         // makes no difference to blocks that overlap, because dest does not begin inside the source block.
         Samples results[4];
