@@ -3,8 +3,20 @@
 #include "jobs.h"
 #include "kit/kit.h"
 #include "pcm/pcm.h"
+#include "registry.h"
 
 #include <benchmark/benchmark.h>
+
+void registerJob( const std::string &name, const std::function<void( const Measure & )> &job )
+{
+    benchmark::RegisterBenchmark( name.c_str(), [job]( benchmark::State &state ) {
+        job( [&]( const Repeat &repeat ) {
+            int64_t items = 0;
+            while ( state.KeepRunningBatch( state.max_iterations ) ) items += repeat( state.max_iterations );
+            state.SetItemsProcessed( items );
+        } );
+    } );
+}
 
 int main( int argc, char **argv )
 {

@@ -33,7 +33,7 @@ static void addAllocatingRun( const std::string &job, int64_t frames, const char
         LimitPacket *pkt = LimitPacket::create( 0 );
         auto *block = static_cast<float *>( std::malloc( size_t( frames * to ) * sizeof( float ) ) );
         write( block, buffers.samples );
-        benchmark::DoNotOptimize( block );
+        useValue( block );
         std::free( block );
         pkt->release();
         input->release();

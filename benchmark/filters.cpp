@@ -5,8 +5,10 @@
 #include "registry.h"
 
 #include <cstring>
-#ifdef __SSE2__
+#if defined __SSE2__
     #include <emmintrin.h>
+#elif defined __aarch64__
+    #include <arm_neon.h>
 #endif
 
 // Computes the outputs from `first` to the end of the block. `input` holds the history, followed by the block.
@@ -26,23 +28,36 @@ static void firNaive( float *dest, const float *input, const std::vector<float> 
     }
 }
 
-#ifdef __SSE2__
+#if defined __SSE2__
+using Vector = __m128;
+static Vector load( const float *at ) { return _mm_loadu_ps( at ); }
+static void store( float *at, Vector v ) { _mm_storeu_ps( at, v ); }
+static Vector splat( float x ) { return _mm_set1_ps( x ); }
+static Vector addProduct( Vector sum, Vector a, Vector b ) { return _mm_add_ps( sum, _mm_mul_ps( a, b ) ); }
+static Vector clamp( Vector v ) { return _mm_max_ps( splat( -1.0f ), _mm_min_ps( splat( 1.0f ), v ) ); }
+#elif defined __aarch64__
+using Vector = float32x4_t;
+static Vector load( const float *at ) { return vld1q_f32( at ); }
+static void store( float *at, Vector v ) { vst1q_f32( at, v ); }
+static Vector splat( float x ) { return vdupq_n_f32( x ); }
+static Vector addProduct( Vector sum, Vector a, Vector b ) { return vaddq_f32( sum, vmulq_f32( a, b ) ); }
+static Vector clamp( Vector v ) { return vmaxq_f32( splat( -1.0f ), vminq_f32( splat( 1.0f ), v ) ); }
+#endif
+
+#if defined __SSE2__ || defined __aarch64__
 static void firLimit( float *dest, const float *input, const std::vector<float> &coefficients, int channels,
     int64_t first, int64_t samples )
 {
     constexpr int vectors = 8;
     int64_t i = first;
     for ( ; i + 4 * vectors <= samples; i += 4 * vectors ) {
-        __m128 sums[vectors] = {};
+        Vector sums[vectors] = {};
         const float *source = input + i;
         for ( size_t k = coefficients.size(); k-- > 0; source += channels ) {
-            __m128 coefficient = _mm_set1_ps( coefficients[k] );
-            for ( int v = 0; v < vectors; ++v )
-                sums[v] = _mm_add_ps( sums[v], _mm_mul_ps( _mm_loadu_ps( source + 4 * v ), coefficient ) );
+            const Vector coefficient = splat( coefficients[k] );
+            for ( int v = 0; v < vectors; ++v ) sums[v] = addProduct( sums[v], load( source + 4 * v ), coefficient );
         }
-        for ( int v = 0; v < vectors; ++v )
-            _mm_storeu_ps(
-                dest + i + 4 * v, _mm_max_ps( _mm_set1_ps( -1.0f ), _mm_min_ps( _mm_set1_ps( 1.0f ), sums[v] ) ) );
+        for ( int v = 0; v < vectors; ++v ) store( dest + i + 4 * v, clamp( sums[v] ) );
     }
     firNaive( dest, input, coefficients, channels, i, samples );
 }
@@ -97,7 +112,7 @@ void addFilters()
                     };
                 } );
                 addFir( "naive", taps, channels, samples, firNaive );
-#ifdef __SSE2__
+#if defined __SSE2__ || defined __aarch64__
                 addFir( "limit", taps, channels, samples, firLimit );
 #endif
             }

@@ -3,8 +3,10 @@
 #include "jobs.h"
 #include "registry.h"
 
-#ifdef __SSE2__
+#if defined __SSE2__
     #include <emmintrin.h>
+#elif defined __aarch64__
+    #include <arm_neon.h>
 #endif
 
 using Kernel = void ( * )( float *dest, const float *source, int64_t samples );
@@ -34,28 +36,45 @@ static void addKernel(
     addCopy( job, bytesPerSample );
 }
 
-#ifdef __SSE2__
+#if defined __SSE2__
+using Vector = __m128;
+static Vector load( const float *at ) { return _mm_loadu_ps( at ); }
+static void store( float *at, Vector v ) { _mm_storeu_ps( at, v ); }
+static Vector add( Vector a, Vector b ) { return _mm_add_ps( a, b ); }
+static Vector multiply( Vector a, Vector b ) { return _mm_mul_ps( a, b ); }
+static Vector fromSample( float sample ) { return _mm_set1_ps( sample ); }
+static float toSample( Vector v ) { return _mm_cvtss_f32( v ); }
+#elif defined __aarch64__
+using Vector = float32x4_t;
+static Vector load( const float *at ) { return vld1q_f32( at ); }
+static void store( float *at, Vector v ) { vst1q_f32( at, v ); }
+static Vector add( Vector a, Vector b ) { return vaddq_f32( a, b ); }
+static Vector multiply( Vector a, Vector b ) { return vmulq_f32( a, b ); }
+static Vector fromSample( float sample ) { return vdupq_n_f32( sample ); }
+static float toSample( Vector v ) { return vgetq_lane_f32( v, 0 ); }
+#endif
+
+#if defined __SSE2__ || defined __aarch64__
 template <class Op> static void applyVectorized( float *dest, const float *source, int64_t samples, Op op )
 {
     int64_t i = 0;
     for ( ; i + 16 <= samples; i += 16 ) {
-        __m128 results[4];
-        for ( int r = 0; r < 4; ++r )
-            results[r] = op( _mm_loadu_ps( dest + i + 4 * r ), _mm_loadu_ps( source + i + 4 * r ) );
-        for ( int r = 0; r < 4; ++r ) _mm_storeu_ps( dest + i + 4 * r, results[r] );
+        Vector results[4];
+        for ( int r = 0; r < 4; ++r ) results[r] = op( load( dest + i + 4 * r ), load( source + i + 4 * r ) );
+        for ( int r = 0; r < 4; ++r ) store( dest + i + 4 * r, results[r] );
     }
-    for ( ; i < samples; ++i ) dest[i] = _mm_cvtss_f32( op( _mm_set_ss( dest[i] ), _mm_set_ss( source[i] ) ) );
+    for ( ; i < samples; ++i ) dest[i] = toSample( op( fromSample( dest[i] ), fromSample( source[i] ) ) );
 }
 
 static constexpr Kernel addLimit = []( float *dest, const float *source, int64_t samples ) {
-    applyVectorized( dest, source, samples, []( __m128 a, __m128 b ) { return _mm_add_ps( a, b ); } );
+    applyVectorized( dest, source, samples, []( Vector a, Vector b ) { return add( a, b ); } );
 };
 static constexpr Kernel mulLimit = []( float *dest, const float *source, int64_t samples ) {
-    applyVectorized( dest, source, samples, []( __m128 a, __m128 b ) { return _mm_mul_ps( a, b ); } );
+    applyVectorized( dest, source, samples, []( Vector a, Vector b ) { return multiply( a, b ); } );
 };
 static constexpr Kernel scaleLimit = []( float *dest, const float *source, int64_t samples ) {
-    __m128 factor = _mm_set1_ps( *source );
-    applyVectorized( dest, dest, samples, [=]( __m128 a, __m128 ) { return _mm_mul_ps( a, factor ); } );
+    const Vector factor = fromSample( *source );
+    applyVectorized( dest, dest, samples, [=]( Vector a, Vector ) { return multiply( a, factor ); } );
 };
 #else
 static constexpr Kernel addLimit = nullptr, mulLimit = nullptr, scaleLimit = nullptr;

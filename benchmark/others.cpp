@@ -243,7 +243,7 @@ static void addSndfile()
                         sf_read_float( sndfile.get(), static_cast<float *>( dest ), n );
                     else
                         sf_write_float( sndfile.get(), static_cast<const float *>( source ), n );
-                    benchmark::DoNotOptimize( file->position );
+                    useValue( file->position );
                 };
             } );
 }

@@ -61,7 +61,7 @@ struct NaiveQueue : QueueBase<NaiveQueue> {
     {
         auto gathered = std::make_shared<std::vector<float>>( frames );
         gather( gathered->data(), frames );
-        benchmark::DoNotOptimize( gathered->data() );
+        useValue( gathered->data() );
     }
 };
 
@@ -82,7 +82,7 @@ struct LimitQueue : QueueBase<LimitQueue> {
     {
         auto *gathered = LimitPacket::create( frames );
         gather( gathered->samples, frames );
-        benchmark::DoNotOptimize( gathered );
+        useValue( gathered );
         gathered->release();
     }
 };
@@ -124,12 +124,12 @@ void addPackets()
         "ours", [] { pcmPacketRelease( pcmPacketCreateFromSamplesCopy( buffers.samples, 1, packetFrames ) ); } );
     addPacket( "naive", [] {
         auto pkt = std::make_shared<std::vector<float>>( buffers.samples, buffers.samples + packetFrames );
-        benchmark::DoNotOptimize( pkt->data() );
+        useValue( pkt->data() );
     } );
     addPacket( "limit", [] {
         auto *pkt = LimitPacket::create( packetFrames );
         std::memcpy( pkt->samples, buffers.samples, packetFrames * sizeof( float ) );
-        benchmark::DoNotOptimize( pkt );
+        useValue( pkt );
         pkt->release();
     } );
 }

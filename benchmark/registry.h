@@ -1,16 +1,15 @@
 #ifndef BENCH_REGISTRY_H
 #define BENCH_REGISTRY_H
 
-// Registers jobs with Google Benchmark, and provides the data and the checks that the jobs share.
+// Registers jobs, and provides the data and the checks that they share.
 //
-// A benchmark is named JOB/SAMPLES/IMPLEMENTATION, where IMPLEMENTATION is "ours", "naive" (a plain loop), "limit"
+// A job is registered as JOB/SAMPLES/IMPLEMENTATION, where IMPLEMENTATION is "ours", "naive" (a plain loop), "limit"
 // (written by hand for this processor), "copy" (a memcpy that moves as many bytes) or the name of another library.
 
 #include "pcm/pcm.h"
 
-#include <benchmark/benchmark.h>
-
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,20 +48,35 @@ template <class T> struct Handle {
 /// Creates a packet from the first `samples` samples of the input.
 Handle<PCM_PACKET> inputPacket( int channels, int64_t samples );
 
+/// Performs a job a number of times and returns the number of items that it processed.
+using Repeat = std::function<int64_t( int64_t times )>;
+using Measure = std::function<void( const Repeat &repeat )>;
+
+/// Registers a job, which prepares itself and then calls `measure` once. Each program defines this function.
+void registerJob( const std::string &name, const std::function<void( const Measure &measure )> &job );
+
+/// Makes the compiler assume that all memory is read and written here.
+inline void useMemory() { asm volatile( "" ::: "memory" ); }
+
+/// Makes the compiler compute a value, and everything that a pointer points to.
+template <class T> void useValue( const T &value ) { asm volatile( "" : : "r,m"( value ) : "memory" ); }
+
 /// Registers a job. `prepare` returns the function to measure, which returns the number of items that it processed.
 template <class Prepare>
 void addJob( const std::string &job, int64_t samples, const std::string &implementation, Prepare prepare )
 {
     std::string name = job + '/' + std::to_string( samples ) + '/' + implementation;
-    benchmark::RegisterBenchmark( name.c_str(), [prepare]( benchmark::State &state ) {
+    registerJob( name, [prepare]( const Measure &measure ) {
         auto run = prepare();
         run(); // some libraries initialize themselves in the first call
-        int64_t items = 0;
-        for ( auto _ : state ) {
-            items += run();
-            benchmark::ClobberMemory();
-        }
-        state.SetItemsProcessed( items );
+        measure( [&]( int64_t times ) {
+            int64_t items = 0;
+            for ( ; times > 0; --times ) {
+                items += run();
+                useMemory();
+            }
+            return items;
+        } );
     } );
 }
 

@@ -59,7 +59,7 @@ template <class Format, Layout layout, bool decodes>
     const int64_t encoded = width ? width : slotWidth;
     const int64_t destWidth = decodes ? sampleSize : encoded, sourceWidth = decodes ? encoded : sampleSize;
     constexpr auto convertTile = decodes ? decodeTile<Format, layout> : encodeTile<Format, layout>;
-    const int64_t rest = samples % tile, whole = samples - rest;
+    const int64_t rest = samples & ( tile - 1 ), whole = samples - rest;
     for ( int64_t done = 0; done < whole; done += tile )
         convertTile( dest + done * destWidth, source + done * sourceWidth, encoded, offset );
     if ( !rest ) return;
@@ -118,12 +118,18 @@ static const Runs &runsFor( int base, bool isUnsigned, bool isBigEndian )
 }
 static const Runs &runsFor( Slot slot ) { return runsFor( slot.base, slot.isUnsigned, slot.isBigEndian ); }
 
-// The word must not have pack flags.
+// The word must have a base flag or no pack flag.
 static const Runs &runsFor( PCM_ENCODING encoding )
 {
     const PCM_ENCODING word = samplesIn( std::endian::native, encoding );
     return runsFor( flagIndex( word, PCM_ENCODING_G711_ALAW, PCM_ENCODING_FLOAT_32 ), word & PCM_ENCODING_UNSIGNED,
         word & PCM_ENCODING_BIG_ENDIAN );
+}
+
+static bool isThreeInFour( PCM_ENCODING encoding )
+{
+    constexpr PCM_ENCODING baseGroup = 2 * PCM_ENCODING_FLOAT_32 - PCM_ENCODING_G711_ALAW;
+    return ( encoding & ( baseGroup | packGroup ) ) == ( PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32 );
 }
 
 static Layout layoutOf( Slot slot )
@@ -192,11 +198,18 @@ void pcm___Convert(
 {
     auto *to = static_cast<uint8_t *>( dest );
     auto *from = static_cast<const uint8_t *>( source );
-    // Fast path: for short blocks with common words, the computation of a Slot would take most of the time.
-    const PCM_ENCODING destFlags = destEncoding & allFlags, sourceFlags = sourceEncoding & allFlags;
-    if ( to && from && samples >= 0 && samples <= INT64_MAX / sampleSize && !( destFlags && sourceFlags ) &&
-         ( destFlags | sourceFlags ) < PCM_ENCODING_PACK_16 )
-        return destFlags ? runsFor( destFlags ).encode[dense]( to, from, samples, 0, 0 )
-                         : runsFor( sourceFlags ).decode[dense]( to, from, samples, 0, 0 );
+    // Fast paths: for short blocks with common words, the computation of a Slot would take most of the time.
+    const PCM_ENCODING destFlags = destEncoding & allFlags, sourceFlags = sourceEncoding & allFlags,
+                       flags = destFlags | sourceFlags;
+    if ( to && from && samples >= 0 && samples <= INT64_MAX / sampleSize && !( destFlags && sourceFlags ) ) {
+        if ( flags < PCM_ENCODING_PACK_16 )
+            return destFlags ? runsFor( destFlags ).encode[dense]( to, from, samples, 0, 0 )
+                             : runsFor( sourceFlags ).decode[dense]( to, from, samples, 0, 0 );
+        if ( isThreeInFour( flags ) ) {
+            const Runs &runs = runsFor( flags );
+            return ( destFlags ? runs.encode : runs.decode )[threeInFour](
+                to, from, samples, 4, padsBefore( flags ) );
+        }
+    }
     convertWords( to, destEncoding, from, sourceEncoding, samples );
 }

@@ -1,5 +1,7 @@
 #include "pcm_frame_kernels.hh"
 
+#include "pcm_lanes.hh"
+
 #include "kit/kit_int.h"
 
 #include <algorithm>
@@ -78,18 +80,60 @@ static void select( PCM_SAMPLE *__restrict dest, To to, const PCM_SAMPLE *__rest
                 copySample( dest + f * to + c, &silence );
 }
 
-template <class To, class First, class From, class Factor>
+// Returns the sums of four frames, each in the order of its channels. Adds a channel of all four frames at once.
+template <int64_t channels> static Vector<PCM_SAMPLE, 4> sumsOfFour( const PCM_SAMPLE *source )
+{
+    using Four = Vector<PCM_SAMPLE, 4>;
+    Four sums = {};
+    unrolled<( channels + 3 ) / 4>( [&]( int group ) {
+        // Transpose four channels. The last group may begin with channels of the group before, which are not added
+        // again.
+        const int64_t first = std::min<int64_t>( 4 * group, channels - 4 ), added = 4 * group - first;
+        auto frame = [&]( int f ) { return loadAs<Four>( source + f * channels + first ); };
+        const Four low01 = __builtin_shufflevector( frame( 0 ), frame( 1 ), 0, 4, 1, 5 ),
+                   low23 = __builtin_shufflevector( frame( 2 ), frame( 3 ), 0, 4, 1, 5 ),
+                   high01 = __builtin_shufflevector( frame( 0 ), frame( 1 ), 2, 6, 3, 7 ),
+                   high23 = __builtin_shufflevector( frame( 2 ), frame( 3 ), 2, 6, 3, 7 );
+        if ( added <= 0 ) sums += __builtin_shufflevector( low01, low23, 0, 1, 4, 5 );
+        if ( added <= 1 ) sums += __builtin_shufflevector( low01, low23, 2, 3, 6, 7 );
+        if ( added <= 2 ) sums += __builtin_shufflevector( high01, high23, 0, 1, 4, 5 );
+        sums += __builtin_shufflevector( high01, high23, 2, 3, 6, 7 );
+    } );
+    return sums;
+}
+
+template <class To, class First, class From>
 static void mix( PCM_SAMPLE *__restrict dest, To to, First first, const PCM_SAMPLE *__restrict source, From from,
-    Factor factor, int64_t frames )
+    PCM_SAMPLE factor, int64_t frames )
 {
     for ( int64_t f = 0; f < frames; ++f ) {
         PCM_SAMPLE sum = 0;
         for ( int64_t c = 0; c < from; ++c ) sum += source[f * from + c];
-        sum *= PCM_SAMPLE( factor );
+        sum *= factor;
         copyFrame( dest + f * to, source + f * from, first );
         for ( int64_t c = first; c < to; ++c ) copySample( dest + f * to + c, &sum );
     }
 }
+
+// The same for more than four channels: four frames at a time, then the rest.
+template <class To, class First, class From>
+static void mixWide( PCM_SAMPLE *__restrict dest, To to, First first, const PCM_SAMPLE *__restrict source, From from,
+    PCM_SAMPLE factor, int64_t frames )
+{
+    int64_t f = 0;
+    for ( ; f + 4 <= frames; f += 4 ) {
+        PCM_SAMPLE mixed[4];
+        storeAs( mixed, sumsOfFour<From::value>( source + f * from ) * factor );
+        for ( int i = 0; i < 4; ++i ) {
+            copyFrame( dest + ( f + i ) * to, source + ( f + i ) * from, first );
+            for ( int64_t c = first; c < to; ++c ) copySample( dest + ( f + i ) * to + c, &mixed[i] );
+        }
+    }
+    mix( dest + f * to, to, first, source + f * from, from, factor, frames - f );
+}
+
+template <class Channels> constexpr bool isWide = false;
+template <int64_t channels> constexpr bool isWide<std::integral_constant<int64_t, channels>> = channels > 4;
 
 void resizeFrames(
     PCM_SAMPLE *dest, int64_t destChannels, const PCM_SAMPLE *source, int64_t sourceChannels, int64_t frames )
@@ -131,13 +175,16 @@ void mixFrames( PCM_SAMPLE *dest, int64_t destChannels, const PCM_SAMPLE *source
     bool keepsChannels, PCM_SAMPLE factor, int64_t frames )
 {
     withConstants( CommonCounts(), CommonCounts(), destChannels, sourceChannels, [=]( auto to, auto from ) {
+        auto run = [=]( auto first ) {
+            if constexpr ( isWide<decltype( from )> )
+                mixWide( dest, to, first, source, from, factor, frames );
+            else
+                mix( dest, to, first, source, from, factor, frames );
+        };
         if ( keepsChannels )
-            mix( dest, to, from, source, from, factor, frames );
-        else if ( factor == 1 )
-            mix( dest, to, std::integral_constant<int64_t, 0>(), source, from, std::integral_constant<int, 1>(),
-                frames );
+            run( from );
         else
-            mix( dest, to, std::integral_constant<int64_t, 0>(), source, from, factor, frames );
+            run( std::integral_constant<int64_t, 0>() );
     } );
 }
 

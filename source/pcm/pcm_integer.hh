@@ -60,16 +60,15 @@ template <int size, std::endian order, bool flipsSign> struct BytesOf {
     }
     static void store( uint8_t *at, const Tile &words )
     {
-        auto sample = [&]( int r ) { return (Ints)words.of[r] >> spareBits; };
         if constexpr ( size == 4 ) {
             unrolled<4>( [&]( int r ) { storeAs( at + r * laneBytes, ordered( words.of[r] ^ signFlip ) ); } );
         } else if constexpr ( size == 2 ) {
             unrolled<2>( [&]( int r ) {
-                auto halves = (Halves)narrowed( sample( 2 * r ), sample( 2 * r + 1 ) );
+                const Halves halves = narrowedHigh( words.of[2 * r], words.of[2 * r + 1] );
                 storeAs( at + r * laneBytes, ordered( halves ^ signFlip ) );
             } );
         } else {
-            storeAs( at, (Bytes)narrowed( sample( 0 ), sample( 1 ), sample( 2 ), sample( 3 ) ) ^ signFlip );
+            storeAs( at, narrowedHigh( words.of[0], words.of[1], words.of[2], words.of[3] ) ^ signFlip );
         }
     }
 };
@@ -86,6 +85,12 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
     {
         Tile words;
         if constexpr ( std::endian::native == std::endian::big ) return loadEach( at );
+#ifdef __AARCH64EL__
+        // Load the last four samples with the four bytes before them, to stay inside the tile.
+        unrolled<4>(
+            [&]( int r ) { words.of[r] = r < 3 ? shifted<0>( at + 12 * r ) : shifted<4>( at + 12 * r - 4 ); } );
+        return words;
+#endif
         const Longs first = Longs{} + ( uint64_t{ 0xFFFFFF } << up ), second = first << 32;
         unrolled<4>( [&]( int r ) {
             uint64_t each[pairs];
@@ -102,6 +107,18 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
     static void store( uint8_t *at, const Tile &words )
     {
         if constexpr ( std::endian::native == std::endian::big ) return storeEach( at, words );
+#ifdef __AARCH64EL__
+        // A store of four samples also writes the four bytes after them, which the next one overwrites.
+        unrolled<4>( [&]( int r ) {
+            auto w =
+                (Words)picked<[]( int i ) { return i < 12 ? i / 3 * 4 + ( little ? 1 + i % 3 : 3 - i % 3 ) : -1; }>(
+                    (Bytes)( words.of[r] ^ signFlip ) );
+            if ( r < 3 ) return storeAs( at + 12 * r, w );
+            storeAs( at + 12 * r, ( (Longs)w )[0] );
+            storeAs( at + 12 * r + 8, w[2] );
+        } );
+        return;
+#endif
         const Longs first = Longs{} + 0xFFFFFF, second = first << 24;
         unrolled<4>( [&]( int r ) {
             Words w = words.of[r] ^ signFlip;
@@ -133,6 +150,14 @@ template <std::endian order, bool flipsSign> struct BytesOf<3, order, flipsSign>
     }
 
 private:
+#ifdef __AARCH64EL__
+    // Loads 16 bytes, of which four samples begin at byte `first`.
+    template <int first> static Words shifted( const uint8_t *at )
+    {
+        auto indexOf = []( int i ) { return i % 4 ? first + i / 4 * 3 + ( little ? i % 4 - 1 : 3 - i % 4 ) : -1; };
+        return (Words)picked<indexOf>( loadAs<Bytes>( at ) ) ^ signFlip;
+    }
+#endif
     static constexpr int lowByte = little ? 0 : 2, highByte = 2 - lowByte;
     static Tile loadEach( const uint8_t *at )
     {
@@ -168,10 +193,20 @@ struct Pattern {
 
 inline Samples toSamples( Words bits ) { return __builtin_convertvector( (Ints)bits, Samples ); }
 
+// Returns the signed integer times 2^-31, rounded once.
+inline Samples toFractions( Words bits )
+{
+#ifdef __AARCH64EL__
+    return (Samples)vcvtq_n_f32_s32( (int32x4_t)bits, 31 );
+#else
+    return toSamples( bits ) * 0x1p-31f;
+#endif
+}
+
 template <int bytes> struct Signed {
     static constexpr int width = bytes;
     static constexpr bool flipsSign = false;
-    static Samples decode( Words bits ) { return toSamples( bits ) * 0x1p-31f; }
+    static Samples decode( Words bits ) { return toFractions( bits ); }
     static Words encode( Samples x )
     {
         const Samples y = x * 0x1p31f;
@@ -186,8 +221,11 @@ template <int bytes> struct Unsigned {
     {
         // Up to 24 bits every step is exact, so the signed conversion has the same result.
         if constexpr ( bytes < 4 ) return Signed<bytes>::decode( bits );
-        // Both halves are exact and their sum rounds once, as in a conversion of the unsigned value.
         bits ^= 1u << 31;
+#ifdef __AARCH64EL__
+        return (Samples)vcvtq_n_f32_u32( (uint32x4_t)bits, 31 ) - 1.0f;
+#endif
+        // Both halves are exact and their sum rounds once, as in a conversion of the unsigned value.
         return ( toSamples( bits >> 16 ) * 0x1p16f + toSamples( bits & 0xFFFF ) ) * 0x1p-31f - 1.0f;
     }
     static Words encode( Samples x )
@@ -210,7 +248,10 @@ template <class Code, std::endian order> struct Linear {
 
     static void decodeWords( uint8_t *dest, const Tile &words )
     {
-        unrolled<4>( [&]( int r ) { storeAs( dest + r * laneBytes, Code::decode( words.of[r] ) ); } );
+        using Values = decltype( Code::decode( Words{} ) );
+        Values values[4];
+        unrolled<4>( [&]( int r ) { values[r] = Code::decode( words.of[r] ); } );
+        unrolled<4>( [&]( int r ) { storeAs( dest + r * laneBytes, values[r] ); } );
     }
     static Tile encodeWords( const uint8_t *source )
     {

@@ -3,8 +3,8 @@
 
 // Private to the library: vectors of samples.
 //
-// The compilers' vector types cover most operations on every processor. The few for which they produce poor x86 code
-// use intrinsics, next to a portable form. Both forms produce the same bits.
+// The compilers' vector types cover most operations on every processor. The few for which they produce poor code on
+// x86 or arm64 use intrinsics, next to a portable form. All forms produce the same bits.
 
 #include "pcm_api.h"
 
@@ -12,8 +12,10 @@
 #include <cstring>
 #include <type_traits>
 #include <utility>
-#ifdef __SSE2__
+#if defined __SSE2__
     #include <immintrin.h>
+#elif defined __AARCH64EL__
+    #include <arm_neon.h>
 #endif
 #if defined __i386__ && !defined __SSE2_MATH__
     #error "every step has to round to a float: build with -msse2 -mfpmath=sse"
@@ -30,6 +32,13 @@ constexpr int laneBytes = 32;
 constexpr int laneBytes = 16;
 #endif
 constexpr int lanes = laneBytes / int( sizeof( PCM_SAMPLE ) );
+
+// Whether the processor shuffles bytes in one step.
+#ifdef __AARCH64EL__
+constexpr bool shufflesBytes = true;
+#else
+constexpr bool shufflesBytes = laneBytes > 16;
+#endif
 
 template <class T, int count> struct VectorOf {
     typedef T Type __attribute__( ( vector_size( count * sizeof( T ) ) ) );
@@ -59,7 +68,7 @@ template <int count, class Step> inline void unrolled( Step step )
     ( std::make_integer_sequence<int, count>{} );
 }
 
-/// Returns `a < b ? a : b` in each lane, which is b if either is NaN.
+/// Returns the lower one in each lane, or NaN if b is NaN. `a` must be neither NaN nor 0.
 inline Samples min( Samples a, Samples b )
 {
 #if defined __AVX512BW__
@@ -68,12 +77,14 @@ inline Samples min( Samples a, Samples b )
     return _mm256_min_ps( a, b );
 #elif defined __SSE2__
     return _mm_min_ps( a, b );
+#elif defined __AARCH64EL__
+    return (Samples)vminq_f32( (float32x4_t)a, (float32x4_t)b );
 #else
     return a < b ? a : b;
 #endif
 }
 
-/// Returns `a > b ? a : b` in each lane, which is b if either is NaN.
+/// Returns the higher one in each lane, or NaN if b is NaN. `a` must be neither NaN nor 0.
 inline Samples max( Samples a, Samples b )
 {
 #if defined __AVX512BW__
@@ -82,24 +93,39 @@ inline Samples max( Samples a, Samples b )
     return _mm256_max_ps( a, b );
 #elif defined __SSE2__
     return _mm_max_ps( a, b );
+#elif defined __AARCH64EL__
+    return (Samples)vmaxq_f32( (float32x4_t)a, (float32x4_t)b );
 #else
     return a > b ? a : b;
 #endif
 }
 
+#ifdef __AARCH64EL__
+
+/// Truncates towards zero. Values out of range become the nearest integer, and NaN the lowest one.
+inline Ints truncated( Samples y )
+{
+    return (Ints)vcvtq_s32_f32( vmaxnmq_f32( (float32x4_t)y, vdupq_n_f32( -0x1p31f ) ) );
+}
+
+/// The same. Elsewhere, values above the range become the highest float in the range, whose low 7 bits are 0.
+inline Ints truncatedToFloat( Samples y ) { return truncated( y ); }
+
+#else
+
 /// Truncates towards zero. Values below the range and NaN become the lowest integer. So do values above it on x86,
 /// where elsewhere they are undefined.
 inline Ints truncatedBelowLimit( Samples y )
 {
-#if defined __AVX512BW__
+    #if defined __AVX512BW__
     return (Ints)_mm512_maskz_cvttps_epi32( 0xFFFF, y );
-#elif defined __AVX2__
+    #elif defined __AVX2__
     return (Ints)_mm256_cvttps_epi32( y );
-#elif defined __SSE2__
+    #elif defined __SSE2__
     return (Ints)_mm_cvttps_epi32( y );
-#else
+    #else
     return __builtin_convertvector( max( y, Samples{} - 0x1p31f ), Ints );
-#endif
+    #endif
 }
 
 /// The same for all values. Those above the range become the highest float in the range, whose low 7 bits are 0.
@@ -108,12 +134,14 @@ inline Ints truncatedToFloat( Samples y ) { return truncatedBelowLimit( min( Sam
 /// The same, but values above the range become the highest integer.
 inline Ints truncated( Samples y )
 {
-#ifdef __SSE2__
+    #ifdef __SSE2__
     return truncatedBelowLimit( y ) ^ ( y >= 0x1p31f );
-#else
+    #else
     return truncatedToFloat( y ) | ( ( y >= 0x1p31f ) & 0x7F );
-#endif
+    #endif
 }
+
+#endif
 
 /// Returns a vector whose element i is element `index( i )` of a and b, taken as one vector twice as long.
 template <auto index, class Lanes> inline Lanes shuffled( Lanes a, Lanes b )
@@ -130,6 +158,13 @@ template <class Narrow, class Wide> inline Narrow lowHalves( Wide a, Wide b )
 {
     constexpr int low = std::endian::native == std::endian::big;
     return shuffled<[]( int i ) { return 2 * i + low; }>( (Narrow)a, (Narrow)b );
+}
+
+/// Returns the high half of each element of a, then of b.
+template <class Narrow, class Wide> inline Narrow highHalves( Wide a, Wide b )
+{
+    constexpr int high = std::endian::native == std::endian::little;
+    return shuffled<[]( int i ) { return 2 * i + high; }>( (Narrow)a, (Narrow)b );
 }
 
 template <class Signed> inline Signed clamped( Signed v, int low, int high )
@@ -151,6 +186,8 @@ inline Vector<int16_t> narrowed( Ints a, Ints b )
     return (Vector<int16_t>)_mm256_permute4x64_epi64( _mm256_packs_epi32( (__m256i)a, (__m256i)b ), 0xD8 );
 #elif defined __SSE2__
     return (Vector<int16_t>)_mm_packs_epi32( (__m128i)a, (__m128i)b );
+#elif defined __AARCH64EL__
+    return (Vector<int16_t>)vqmovn_high_s32( vqmovn_s32( (int32x4_t)a ), (int32x4_t)b );
 #else
     return lowHalves<Vector<int16_t>>( clamped( a, -32768, 32767 ), clamped( b, -32768, 32767 ) );
 #endif
@@ -168,10 +205,32 @@ inline Vector<int8_t> narrowed( Ints a, Ints b, Ints c, Ints d )
     return (Vector<int8_t>)_mm256_permutevar8x32_epi32( _mm256_packs_epi16( low, high ), order );
 #elif defined __SSE2__
     return (Vector<int8_t>)_mm_packs_epi16( (__m128i)narrowed( a, b ), (__m128i)narrowed( c, d ) );
+#elif defined __AARCH64EL__
+    return (Vector<int8_t>)vqmovn_high_s16( vqmovn_s16( (int16x8_t)narrowed( a, b ) ), (int16x8_t)narrowed( c, d ) );
 #else
     auto low = narrowed( a, b ), high = narrowed( c, d );
     return lowHalves<Vector<int8_t>>(
         clamped<Vector<int16_t>>( low, -128, 127 ), clamped<Vector<int16_t>>( high, -128, 127 ) );
+#endif
+}
+
+/// Returns the two most significant bytes of each word.
+inline Halves narrowedHigh( Words a, Words b )
+{
+#ifdef __SSE2__
+    return (Halves)narrowed( (Ints)a >> 16, (Ints)b >> 16 );
+#else
+    return highHalves<Halves>( a, b );
+#endif
+}
+
+/// Returns the most significant byte of each word.
+inline Bytes narrowedHigh( Words a, Words b, Words c, Words d )
+{
+#ifdef __SSE2__
+    return (Bytes)narrowed( (Ints)a >> 24, (Ints)b >> 24, (Ints)c >> 24, (Ints)d >> 24 );
+#else
+    return highHalves<Bytes>( narrowedHigh( a, b ), narrowedHigh( c, d ) );
 #endif
 }
 
@@ -194,17 +253,36 @@ template <class Narrow> inline Words widened( const void *at )
 }
 
 /// Reverses the bytes of each element.
-template <class Vector16> inline Vector16 swapped16( Vector16 v ) { return v << 8 | v >> 8; }
+inline Halves swapped16( Halves v )
+{
+#ifdef __AARCH64EL__
+    return (Halves)shuffled<[]( int i ) { return i ^ 1; }>( (Bytes)v, (Bytes)v );
+#else
+    return v << 8 | v >> 8;
+#endif
+}
 
 inline Words swapped32( Words v )
 {
-    if constexpr ( laneBytes > 16 ) { // these processors shuffle bytes in one step
+    if constexpr ( shufflesBytes ) {
         return (Words)shuffled<[]( int i ) { return i ^ 3; }>( (Bytes)v, (Bytes)v );
     } else {
         Halves swapped = swapped16( (Halves)v );
         return (Words)shuffled<[]( int i ) { return i ^ 1; }>( swapped, swapped );
     }
 }
+
+#ifdef __AARCH64EL__
+/// Returns a vector whose byte i is byte `index( i )` of v, or 0 if the index is negative.
+template <auto index> inline Bytes picked( Bytes v )
+{
+    return [=]<int... i>( std::integer_sequence<int, i...> )
+    {
+        return (Bytes)vqtbl1q_u8( (uint8x16_t)v, uint8x16_t{ uint8_t( index( i ) )... } );
+    }
+    ( std::make_integer_sequence<int, laneBytes>{} );
+}
+#endif
 
 /// Returns elements twice as wide, from the lower or upper half of both vectors. As the processors do, takes these
 /// halves from each 16 bytes of longer vectors.

@@ -12,12 +12,21 @@ template <class Op> static void eachVector( PCM_SAMPLE *dest, const PCM_SAMPLE *
 {
     using namespace pcm;
     int64_t done = 0;
-    auto step = [&]( int ) {
-        storeAs( dest + done, op( loadAs<Samples>( dest + done ), loadAs<Samples>( source + done ) ) );
-        done += lanes;
+    auto result = [&]( int r ) {
+        return op( loadAs<Samples>( dest + done + r * lanes ), loadAs<Samples>( source + done + r * lanes ) );
     };
-    while ( samples - done >= 4 * lanes ) unrolled<4>( step );
-    while ( samples - done >= lanes ) step( 0 );
+    for ( ; samples - done >= 4 * lanes; done += 4 * lanes ) {
+#ifdef __AARCH64EL__
+        // Load everything before the first store, so that instructions can load and store two vectors. The order
+        // makes no difference to blocks that overlap, because dest does not begin inside the source block.
+        Samples results[4];
+        unrolled<4>( [&]( int r ) { results[r] = result( r ); } );
+        unrolled<4>( [&]( int r ) { storeAs( dest + done + r * lanes, results[r] ); } );
+#else
+        unrolled<4>( [&]( int r ) { storeAs( dest + done + r * lanes, result( r ) ); } );
+#endif
+    }
+    for ( ; samples - done >= lanes; done += lanes ) storeAs( dest + done, result( 0 ) );
     for ( ; done < samples; ++done ) dest[done] = op( dest[done], source[done] );
 }
 

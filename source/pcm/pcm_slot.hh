@@ -21,6 +21,13 @@ constexpr int flagIndex( PCM_ENCODING encoding, PCM_ENCODING firstFlag, PCM_ENCO
     return std::countr_zero( encoding / firstFlag | afterLast / firstFlag );
 }
 
+/// Returns whether the padding bytes of a slot, if there are any, come before the sample.
+constexpr bool padsBefore( PCM_ENCODING encoding )
+{
+    const bool before = encoding & PCM_ENCODING_PAD_BEFORE, after = encoding & PCM_ENCODING_PAD_AFTER;
+    return before || ( !after && ( encoding & PCM_ENCODING_BIG_ENDIAN ) );
+}
+
 struct Slot {
     int base; // index of the base flag
     bool isUnsigned, isBigEndian;
@@ -39,8 +46,7 @@ constexpr Slot slotOf( PCM_ENCODING encoding )
     slot.sampleWidth = sampleWidths[slot.base];
     int64_t pack = packWidths[flagIndex( encoding, PCM_ENCODING_PACK_16, PCM_ENCODING_PACK_64 )];
     slot.width = pack > slot.sampleWidth ? pack : slot.sampleWidth;
-    bool before = encoding & PCM_ENCODING_PAD_BEFORE, after = encoding & PCM_ENCODING_PAD_AFTER;
-    slot.offset = before || ( !after && slot.isBigEndian ) ? slot.width - slot.sampleWidth : 0;
+    slot.offset = padsBefore( encoding ) ? slot.width - slot.sampleWidth : 0;
     return slot;
 }
 
