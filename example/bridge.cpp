@@ -26,9 +26,9 @@ static const char footer[] = "A call to sip:ROOM@HOST joins the room ROOM, where
                              "SIGTERM, SIGINT and SIGHUP end all calls, complete the recordings and exit\n"
                              "with 0.\n"
                              "\n"
-                             "  bridge --listen 198.51.100.7:5060 --record calls/%.wav --status\n"
-                             "  bridge --rate 16000 --play welcome.wav\n"
-                             "  bridge --load 1000";
+                             "  pcm-bridge --listen 198.51.100.7:5060 --record calls/%.wav --status\n"
+                             "  pcm-bridge --rate 16000 --play welcome.wav\n"
+                             "  pcm-bridge --load 1000";
 
 struct Options {
     ServerSettings settings;
@@ -92,7 +92,7 @@ static void measureLoad( int64_t callers, Quality quality, int64_t rate )
 
 int main( int argc, char **argv )
 {
-    CommandLine line( "bridge", "Connects telephone calls in conference rooms.", footer );
+    CommandLine line( "pcm-bridge", "Connects telephone calls in conference rooms.", footer );
     Options options;
     addOptions( line, options );
     return line.run( argc, argv, [&] {

@@ -93,7 +93,7 @@ bool Call::negotiate( mbuf *text, bool isOffer )
     }
     sa reports;
     sdp_media_raddr_rtcp( media, &reports );
-    rtcp_start( rtp.get(), "bridge", &reports );
+    rtcp_start( rtp.get(), "pcm-bridge", &reports );
     lastMediaTime = tmr_jiffies();
     return true;
 }

@@ -9,7 +9,7 @@ std::FILE *warningStream = stderr;
 
 void warnOfCall( const std::string &message )
 {
-    std::fprintf( warningStream, "bridge: warning: %s\n", message.c_str() );
+    std::fprintf( warningStream, "pcm-bridge: warning: %s\n", message.c_str() );
     std::fflush( warningStream );
 }
 

@@ -35,11 +35,11 @@ static const char notes[] = "To change the level of an input, append \",level=DB
                             "summary shows the peak before clipping.\n"
                             "\n";
 
-static const char examples[] = "  mix call.wav caller.wav callee.wav\n"
-                               "  mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
-                               "  mix all.au a.wav,level=-6 b.wav,at=0.75 --rate 8000 --encoding alaw\n"
-                               "  transcode line.raw - --raw --input-encoding alaw --rate 8000 |\n"
-                               "            mix both.wav - b.wav";
+static const char examples[] = "  pcm-mix call.wav caller.wav callee.wav\n"
+                               "  pcm-mix announcement.wav music.flac,level=-20 speech.wav,at=2.5\n"
+                               "  pcm-mix all.au a.wav,level=-6 b.wav,at=0.75 --rate 8000 --encoding alaw\n"
+                               "  pcm-transcode line.raw - --raw --input-encoding alaw --rate 8000 |\n"
+                               "            pcm-mix both.wav - b.wav";
 
 static void addOptions( CommandLine &line, Options &options )
 {
@@ -232,7 +232,7 @@ static void mix( const Options &options )
 
 int main( int argc, char **argv )
 {
-    CommandLine line( "mix", "Mixes recordings of any sample rate, channel count and encoding into one.",
+    CommandLine line( "pcm-mix", "Mixes recordings of any sample rate, channel count and encoding into one.",
         notes + std::string( qualityTable ) + examples );
     Options options;
     addOptions( line, options );

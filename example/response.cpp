@@ -44,9 +44,9 @@ static const char footer[] = "Filter types are LOWPASS_4000_AT_16000, LOWPASS_40
                              "\n"
                              "The image is drawn by gnuplot, which must be installed.\n"
                              "\n"
-                             "  response LOWPASS_4000_AT_16000\n"
-                             "  response LOWPASS_4000_AT_16000 lowpass.svg --script lowpass.gp\n"
-                             "  response --taps mean.txt mean.png --rate 8000 --cutoff 2000";
+                             "  pcm-response LOWPASS_4000_AT_16000\n"
+                             "  pcm-response LOWPASS_4000_AT_16000 lowpass.svg --script lowpass.gp\n"
+                             "  pcm-response --taps mean.txt mean.png --rate 8000 --cutoff 2000";
 
 static void addOptions( CommandLine &line, Options &options )
 {
@@ -276,7 +276,8 @@ static void measureResponse( Options options )
 
 int main( int argc, char **argv )
 {
-    CommandLine line( "response", "Measures and plots the magnitude and phase response of an FIR filter.", footer );
+    CommandLine line(
+        "pcm-response", "Measures and plots the magnitude and phase response of an FIR filter.", footer );
     Options options;
     addOptions( line, options );
     return line.run( argc, argv, [&] { measureResponse( options ); } );

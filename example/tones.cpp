@@ -189,13 +189,13 @@ static void writeTones( const Options &options, const std::string &subcommand )
 
 static std::string footer()
 {
-    return "  tones dial france dial.wav\n"
-           "  tones ringback uk ring.wav --seconds 12 --rate 16000\n"
-           "  tones dtmf \"0123456789*#ABCD\" keys.wav --on 0.06 --off 0.04 --encoding alaw\n"
-           "  tones am 1000 10 pulsing.wav --level -3\n"
+    return "  pcm-tones dial france dial.wav\n"
+           "  pcm-tones ringback uk ring.wav --seconds 12 --rate 16000\n"
+           "  pcm-tones dtmf \"0123456789*#ABCD\" keys.wav --on 0.06 --off 0.04\n"
+           "  pcm-tones am 1000 10 pulsing.wav --level -3\n"
            "\n"
            "Run a subcommand with --help to list its options, for example:\n"
-           "  tones dial --help";
+           "  pcm-tones dial --help";
 }
 
 static void addCommonOptions( CommandLine &line, Options &options )
@@ -240,7 +240,7 @@ static void addOptions( CommandLine &line, Options &options )
 
 int main( int argc, char **argv )
 {
-    CommandLine line( "tones", "Writes the tones of telephone networks.", footer() );
+    CommandLine line( "pcm-tones", "Writes the tones of telephone networks.", footer() );
     Options options;
     addOptions( line, options );
     return line.run( argc, argv, [&] { writeTones( options, line.selectedSubcommand() ); } );

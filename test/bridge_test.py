@@ -191,7 +191,7 @@ def talk_at_once(*talks):
 class Bridge(Test):
     @classmethod
     def setUpClass(cls):
-        cls.silent_bridge = subprocess.Popen([f"{BIN}/bridge", "--listen", f"{ADDRESS}:5062"], stdout=subprocess.PIPE)
+        cls.silent_bridge = subprocess.Popen([f"{BIN}/pcm-bridge", "--listen", f"{ADDRESS}:5062"], stdout=subprocess.PIPE)
         cls.addClassCleanup(cls.silent_bridge.communicate)
         cls.addClassCleanup(cls.silent_bridge.kill)
         cls.silent_bridge.stdout.readline()
@@ -204,7 +204,7 @@ class Bridge(Test):
         return phone
 
     def start(self, *options):
-        command = [f"{BIN}/bridge", "--listen", f"{ADDRESS}:5060", *map(str, options)]
+        command = [f"{BIN}/pcm-bridge", "--listen", f"{ADDRESS}:5060", *map(str, options)]
         bridge = subprocess.Popen(command, stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
         self.addCleanup(bridge.stdout.close)
         self.addCleanup(bridge.stderr.close)

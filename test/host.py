@@ -45,7 +45,7 @@ class Test(unittest.TestCase):
 
     def run_(self, *line, **more):
         program, *arguments = (*self.program, *map(str, line))
-        return subprocess.run([f"{BIN}/{program}", *arguments], capture_output=True, text=True, **more)
+        return subprocess.run([f"{BIN}/pcm-{program}", *arguments], capture_output=True, text=True, **more)
 
     def ok(self, *line):
         done = self.run_(*line)
@@ -62,12 +62,12 @@ class Test(unittest.TestCase):
             with self.subTest(command=command):
                 done = self.run_(*command.split(), env={"PATH": "/no" if "needs" in message else os.environ["PATH"]})
                 self.assertEqual((done.returncode, done.stdout), (1, ""))
-                self.assertRegex(done.stderr, f"^{(*self.program, *command.split())[0]}: [^\n]*{message}")
+                self.assertRegex(done.stderr, f"^pcm-{(*self.program, *command.split())[0]}: [^\n]*{message}")
                 self.assertEqual(files(), before)
 
     def run_within(self, megabytes, program, *arguments):
         """Runs a program and checks how much memory it used. Sanitizers use more."""
-        program, pipe = f"{BIN}/{program}", subprocess.PIPE
+        program, pipe = f"{BIN}/pcm-{program}", subprocess.PIPE
         with subprocess.Popen([program, *arguments], stdout=pipe, stderr=pipe) as child:
             out, err = child.stdout.read().decode(), child.stderr.read().decode()
             _, child.returncode, used = os.wait4(child.pid, 0)

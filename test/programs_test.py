@@ -217,9 +217,9 @@ class Programs(Test):
             os.symlink(to, name)
         self.check_errors(ERRORS)
         for program in "transcode", "tones", "mix", "response", "bridge":
-            self.assertRegex(self.ok(program, "--version"), rf"^{program} \d+\.\d+\.\d+\n$")
+            self.assertRegex(self.ok(program, "--version"), rf"^pcm-{program} \d+\.\d+\.\d+\n$")
             text = self.ok(program, "--help")
-            self.assertRegex(text, rf"(?s)Usage: {program} .*\n  {program} .*\nExit status: 0 if .* 1 for any failure")
+            self.assertRegex(text, rf"(?s)Usage: pcm-{program} .*\n  pcm-{program} .*\nExit status: 0 if .* 1 for any failure")
             self.assertLessEqual(max(map(len, text.splitlines())), 80)
 
 

@@ -347,7 +347,7 @@ class Transcode(Test):
         write("3.wav", b"no audio")
         done = self.run_(*names[:8], "8.x", "--to-directory", "new/out", "--encoding", "alaw", "--rate", 8000, "--progress")
         self.assertEqual((done.returncode, done.stdout), (1, "8 of 9 files converted to new/out\n"))
-        self.assertRegex(done.stderr, r"(?s)100\.0 %.*\ntranscode: 1 of 9 files failed:\n  cannot read 3\.wav: [^\n]*\n$")
+        self.assertRegex(done.stderr, r"(?s)100\.0 %.*\npcm-transcode: 1 of 9 files failed:\n  cannot read 3\.wav: [^\n]*\n$")
         self.assertEqual(sorted(os.listdir("new/out")), [name for name in names if name != "3.wav"])
         for name in "0.wav", "8.wav":
             self.ok(name.replace("8.wav", "8.x"), "one.wav", "--encoding", "alaw", "--rate", 8000)
@@ -362,9 +362,9 @@ class Transcode(Test):
                 done = self.run_(f"cut.{container}", "out.raw")
                 frames = len(read("out.raw")) // 2
                 message = f"cut.{container} is truncated: its header promises 8000 frames, but it contains {frames}\n"
-                self.assertEqual((done.returncode, done.stderr), (0, "transcode: warning: " + message))
+                self.assertEqual((done.returncode, done.stderr), (0, "pcm-transcode: warning: " + message))
                 self.assertIn(frames, range(2440, 2500))
-                self.assertEqual(self.run_(f"cut.{container}", "out.wav", "--strict").stderr, "transcode: " + message)
+                self.assertEqual(self.run_(f"cut.{container}", "out.wav", "--strict").stderr, "pcm-transcode: " + message)
                 self.assertFalse(os.path.exists("out.wav"))
 
     def test_empty_odd_and_repeated_outputs(self):
@@ -388,14 +388,14 @@ class Transcode(Test):
             with self.subTest(container=container):
                 self.ok("in.raw", f"a.{container}", *RAW, "int16", "--rate", 8000)
                 self.ok(f"a.{container}", f"b.{container}", "--level", -6)
-                command = [f"{BIN}/transcode", "-", "-", "--container", container, "--level", "-6"]
+                command = [f"{BIN}/pcm-transcode", "-", "-", "--container", container, "--level", "-6"]
                 done = subprocess.run(command, input=read(f"a.{container}"), capture_output=True, check=True)
                 self.same(done.stdout, read(f"b.{container}"))
                 self.assertIn(b"out  2000 frames", done.stderr)
         self.assertEqual(self.run_("in.raw", "/dev/full", *RAW, "int16", "--rate", 8000).returncode, 1)
         self.ok("a.wav", "line.wav", "--encoding", "alaw")
         self.ok("line.wav", "wide.wav", "--rate", 16000, "--encoding", "int16")
-        command = f"{BIN}/transcode a.wav - --encoding alaw | {BIN}/transcode - - --rate 16000 --encoding int16"
+        command = f"{BIN}/pcm-transcode a.wav - --encoding alaw | {BIN}/pcm-transcode - - --rate 16000 --encoding int16"
         self.same(subprocess.run(command, shell=True, capture_output=True, check=True).stdout, read("wide.wav"))
 
     def test_output_files(self):
@@ -415,7 +415,7 @@ class Transcode(Test):
             Error("in.wav out.wav --encoding=", "--encoding: the value is empty"),
         ])
         # A closed standard stream must not become the output file.
-        command = f"exec {BIN}/transcode in.wav closed.wav --progress <&- >&- 2>&-"
+        command = f"exec {BIN}/pcm-transcode in.wav closed.wav --progress <&- >&- 2>&-"
         self.assertEqual(subprocess.call(["sh", "-c", command]), 0)
         self.same(read("closed.wav"), read("good.wav"))
         os.chmod("target.wav", 0o6640)
@@ -438,7 +438,7 @@ class Transcode(Test):
         for option, shown in ([], True), (["--progress"], True), (["--no-progress"], False):
             reader, terminal = pty.openpty()
             with open(reader, "rb", buffering=0) as screen:
-                subprocess.run([f"{BIN}/transcode", "long.raw", "/dev/null", *RAW, "alaw", "--rate", "8000", *option],
+                subprocess.run([f"{BIN}/pcm-transcode", "long.raw", "/dev/null", *RAW, "alaw", "--rate", "8000", *option],
                                stdout=subprocess.DEVNULL, stderr=terminal, check=True)
                 os.write(terminal, b"end")
                 printed = b""
@@ -451,7 +451,7 @@ class Transcode(Test):
     def test_interrupted(self):
         write("long.raw", length=1 << 36)
         for number in signal.SIGINT, signal.SIGTERM:
-            child = subprocess.Popen([f"{BIN}/transcode", "long.raw", "out.w64", *RAW, "alaw", "--rate", "8000"])
+            child = subprocess.Popen([f"{BIN}/pcm-transcode", "long.raw", "out.w64", *RAW, "alaw", "--rate", "8000"])
             self.addCleanup(child.kill)
             while len(os.listdir()) < 2 and child.poll() is None:
                 time.sleep(0.01)
