@@ -45,17 +45,16 @@ static const char notes[] = "Containers are wav, au, aiff, w64, rf64, caf and ra
                             "unless --round or --dither is given.\n"
                             "\n";
 
-static const char examples[] =
-    "  pcm-transcode call.wav call.au --encoding mulaw\n"
-    "  pcm-transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
-    "  pcm-transcode line.raw speech.wav --raw --input-encoding alaw \\\n"
-    "            --input-rate 8000 --rate 16000\n"
-    "  pcm-transcode *.wav --to-directory out --encoding alaw --rate 8000\n"
-    "  ffmpeg -i speech.mkv -f wav - | pcm-transcode - - --rate 16000 | aplay\n"
-    "  pcm-transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
-    "  pcm-transcode speech.wav narrow.wav --rate 8000 --plot narrow.svg\n"
-    "  pcm-transcode speech.wav speech.raw \\\n"
-    "            --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"";
+static const char examples[] = "  pcm-transcode call.wav call.au --encoding mulaw\n"
+                               "  pcm-transcode line.raw line.wav --raw --input-encoding alaw --rate 8000\n"
+                               "  pcm-transcode line.raw speech.wav --raw --input-encoding alaw \\\n"
+                               "            --input-rate 8000 --rate 16000\n"
+                               "  pcm-transcode *.wav --to-directory out --encoding alaw --rate 8000\n"
+                               "  ffmpeg -i speech.mkv -f wav - | pcm-transcode - - --rate 16000 | aplay\n"
+                               "  pcm-transcode speech.flac part.wav --seconds-at 1.5:4 --level -6\n"
+                               "  pcm-transcode speech.wav narrow.wav --rate 8000 --plot narrow.svg\n"
+                               "  pcm-transcode speech.wav speech.raw \\\n"
+                               "            --encoding \"PCM_ENCODING_INT_24 | PCM_ENCODING_PACK_32\"";
 
 static void addOptions( CommandLine &line, Options &options )
 {

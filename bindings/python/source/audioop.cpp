@@ -674,16 +674,17 @@ constexpr int16_t decodeAlaw( uint8_t code )
 
 constexpr uint8_t encodeMulaw( int value )
 {
-    const int magnitude = std::min( value < 0 ? -value : value, 8158 ) + 33;
-    const int segment = std::bit_width( unsigned( magnitude ) ) - 6;
+    const unsigned magnitude = unsigned( std::min( value < 0 ? -value : value, 8158 ) ) + 33;
+    const unsigned width = unsigned( std::bit_width( magnitude ) ), segment = width > 6 ? width - 6 : 0;
     return uint8_t( ( segment << 4 | ( magnitude >> ( segment + 1 ) & 0xF ) ) ^ ( value < 0 ? 0x7F : 0xFF ) );
 }
 
 constexpr uint8_t encodeAlaw( int value )
 {
-    const int magnitude = value < 0 ? ~value : value;
-    const int segment = std::max( int( std::bit_width( unsigned( magnitude ) ) ) - 5, 0 );
-    return uint8_t( ( segment << 4 | ( magnitude >> std::max( segment, 1 ) & 0xF ) ) ^ ( value < 0 ? 0x55 : 0xD5 ) );
+    const auto magnitude = unsigned( value < 0 ? ~value : value );
+    const unsigned width = unsigned( std::bit_width( magnitude ) ), segment = width > 5 ? width - 5 : 0;
+    return uint8_t(
+        ( segment << 4 | ( magnitude >> ( segment ? segment : 1 ) & 0xF ) ) ^ ( value < 0 ? 0x55 : 0xD5 ) );
 }
 
 template <size_t size, class Entry> constexpr auto tableOf( Entry entryOf )
@@ -716,7 +717,8 @@ template <const auto &table, int bits> PyObject *encodeLaw( const char *name, Ar
 {
     return onSamples( name, arguments, []<class S>( S, const Fragment &fragment ) {
         return mapped<widthOf<S>, 1>( fragment, []( char *to, const char *from ) {
-            *to = char( table[size_t( ( S::loadWide( from ) >> ( 32 - bits ) ) + ( 1 << ( bits - 1 ) ) )] );
+            const uint32_t upper = uint32_t( S::loadWide( from ) ) >> ( 32 - bits );
+            *to = char( table[upper ^ 1U << ( bits - 1 )] );
         } );
     } );
 }
@@ -978,49 +980,49 @@ template <PyObject *function( Arguments )> constexpr PyMethodDef method( const c
         text };
 }
 
-PyMethodDef methods[] = {
-    method<add>(
-        "add", "add(fragment1, fragment2, width): the sum of two fragments, limited to the range of the samples." ),
-    method<adpcmToLin>(
-        "adpcm2lin", "adpcm2lin(fragment, width, state): decode IMA ADPCM; returns (fragment, state)." ),
-    method<alawToLin>( "alaw2lin", "alaw2lin(fragment, width): decode A-law." ),
-    method<avg>( "avg", "avg(fragment, width): the mean of all samples, rounded down." ),
-    method<avgPeaks>( "avgpp", "avgpp(fragment, width): the mean distance between successive turning points." ),
-    method<bias>( "bias", "bias(fragment, width, bias): add a number to each sample, and wrap around." ),
-    method<byteSwap>( "byteswap", "byteswap(fragment, width): reverse the bytes of each sample." ),
-    method<cross>( "cross", "cross(fragment, width): the number of zero crossings." ),
-    method<findFactor>(
-        "findfactor", "findfactor(fragment, reference): the factor that fits the reference best, 2 bytes wide." ),
-    method<findFit>(
-        "findfit", "findfit(fragment, reference): (offset, factor) where the reference fits best, 2 bytes wide." ),
-    method<findMax>(
-        "findmax", "findmax(fragment, length): the offset of the part with the most energy, 2 bytes wide." ),
-    method<getSample>( "getsample", "getsample(fragment, width, index): one sample." ),
-    method<linToAdpcm>(
-        "lin2adpcm", "lin2adpcm(fragment, width, state): encode as IMA ADPCM; returns (fragment, state)." ),
-    method<linToAlaw>( "lin2alaw", "lin2alaw(fragment, width): encode as A-law." ),
-    method<linToLin>( "lin2lin", "lin2lin(fragment, width, newwidth): convert between widths." ),
-    method<linToMulaw>( "lin2ulaw", "lin2ulaw(fragment, width): encode as mu-law." ),
-    method<max>( "max", "max(fragment, width): the largest magnitude." ),
-    method<maxPeaks>( "maxpp", "maxpp(fragment, width): the largest distance between successive turning points." ),
-    method<minMax>( "minmax", "minmax(fragment, width): (smallest, largest) sample." ),
-    method<mul>(
-        "mul", "mul(fragment, width, factor): multiply each sample, and limit it to the range of the samples." ),
-    method<rateConvert>( "ratecv",
-        "ratecv(fragment, width, nchannels, inrate, outrate, state, weightA=1, weightB=0): convert "
-        "the frame rate; returns (fragment, state)." ),
-    method<reverse>( "reverse", "reverse(fragment, width): the samples in reverse order." ),
-    method<rms>( "rms", "rms(fragment, width): the root of the mean square, rounded down." ),
-    method<toMono>( "tomono", "tomono(fragment, width, lfactor, rfactor): mix two channels." ),
-    method<toStereo>( "tostereo", "tostereo(fragment, width, lfactor, rfactor): two channels from one." ),
-    method<mulawToLin>( "ulaw2lin", "ulaw2lin(fragment, width): decode mu-law." ),
-    {},
-};
-
 } // namespace
 
 PyObject *createAudioop()
 {
+    static PyMethodDef methods[] = {
+        method<add>( "add",
+            "add(fragment1, fragment2, width): the sum of two fragments, limited to the range of the samples." ),
+        method<adpcmToLin>(
+            "adpcm2lin", "adpcm2lin(fragment, width, state): decode IMA ADPCM; returns (fragment, state)." ),
+        method<alawToLin>( "alaw2lin", "alaw2lin(fragment, width): decode A-law." ),
+        method<avg>( "avg", "avg(fragment, width): the mean of all samples, rounded down." ),
+        method<avgPeaks>( "avgpp", "avgpp(fragment, width): the mean distance between successive turning points." ),
+        method<bias>( "bias", "bias(fragment, width, bias): add a number to each sample, and wrap around." ),
+        method<byteSwap>( "byteswap", "byteswap(fragment, width): reverse the bytes of each sample." ),
+        method<cross>( "cross", "cross(fragment, width): the number of zero crossings." ),
+        method<findFactor>(
+            "findfactor", "findfactor(fragment, reference): the factor that fits the reference best, 2 bytes wide." ),
+        method<findFit>( "findfit",
+            "findfit(fragment, reference): (offset, factor) where the reference fits best, 2 bytes wide." ),
+        method<findMax>(
+            "findmax", "findmax(fragment, length): the offset of the part with the most energy, 2 bytes wide." ),
+        method<getSample>( "getsample", "getsample(fragment, width, index): one sample." ),
+        method<linToAdpcm>(
+            "lin2adpcm", "lin2adpcm(fragment, width, state): encode as IMA ADPCM; returns (fragment, state)." ),
+        method<linToAlaw>( "lin2alaw", "lin2alaw(fragment, width): encode as A-law." ),
+        method<linToLin>( "lin2lin", "lin2lin(fragment, width, newwidth): convert between widths." ),
+        method<linToMulaw>( "lin2ulaw", "lin2ulaw(fragment, width): encode as mu-law." ),
+        method<max>( "max", "max(fragment, width): the largest magnitude." ),
+        method<maxPeaks>(
+            "maxpp", "maxpp(fragment, width): the largest distance between successive turning points." ),
+        method<minMax>( "minmax", "minmax(fragment, width): (smallest, largest) sample." ),
+        method<mul>(
+            "mul", "mul(fragment, width, factor): multiply each sample, and limit it to the range of the samples." ),
+        method<rateConvert>( "ratecv",
+            "ratecv(fragment, width, nchannels, inrate, outrate, state, weightA=1, weightB=0): convert "
+            "the frame rate; returns (fragment, state)." ),
+        method<reverse>( "reverse", "reverse(fragment, width): the samples in reverse order." ),
+        method<rms>( "rms", "rms(fragment, width): the root of the mean square, rounded down." ),
+        method<toMono>( "tomono", "tomono(fragment, width, lfactor, rfactor): mix two channels." ),
+        method<toStereo>( "tostereo", "tostereo(fragment, width, lfactor, rfactor): two channels from one." ),
+        method<mulawToLin>( "ulaw2lin", "ulaw2lin(fragment, width): decode mu-law." ),
+        {},
+    };
     static PyModuleDef definition = { PyModuleDef_HEAD_INIT, "audioop", "Operations on raw audio.", -1, methods,
         nullptr, nullptr, nullptr, nullptr };
     PyObject *module = PyModule_Create( &definition );
