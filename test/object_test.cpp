@@ -165,7 +165,8 @@ TEST( Module, RecordNamesProductAndBuild )
 
 TEST( Module, VersionStringHasItsForm )
 {
-    const std::string version = pcm___module_version_string, start = "###QM_VERSION### velmorix-" PCM_TEST_VERSION " (";
+    const std::string version = pcm___module_version_string,
+                      start = "###QM_VERSION### velmorix-" PCM_TEST_VERSION " (";
     char place[64] = {}, bits[3] = {}, flavour[32] = {};
     std::sscanf( version.c_str() + start.size(), "%63[^()] (%2[0-9] bit), %31[A-Za-z]", place, bits, flavour );
     if ( place[0] ) place[std::strlen( place ) - 1] = 0; // the blank before the width

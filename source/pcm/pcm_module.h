@@ -21,9 +21,9 @@ PCM_API extern const KIT_MODULE_RECORD pcm___module_record;
 
 /**
  * One line with the product, its version, the platform, the build flavour and the module, such as
- * `###QM_VERSION### velmorix-4.14.19 (Linux, x86 (64 bit), Release), pcm 0.0`. It starts with a marker that tools search
- * for in binary files. "0.0" is the version of the module within the product (`moduleVersion`), which is always 0.0
- * because the product's version counts for its modules.
+ * `###QM_VERSION### velmorix-4.14.19 (Linux, x86 (64 bit), Release), pcm 0.0`. It starts with a marker that tools
+ * search for in binary files. "0.0" is the version of the module within the product (`moduleVersion`), which is
+ * always 0.0 because the product's version counts for its modules.
  */
 PCM_API extern const char *const pcm___module_version_string;
 
