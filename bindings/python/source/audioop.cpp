@@ -666,10 +666,10 @@ constexpr int16_t decodeMulaw( uint8_t code )
 
 constexpr int16_t decodeAlaw( uint8_t code )
 {
-    const uint16_t flipped = code ^ 0x55, segment = flipped >> 4 & 7, step = uint16_t( ( flipped & 0xF ) << 4 );
-    const uint16_t doubled = segment ? uint16_t( step + 0x108 ) : uint16_t( 2 * step + 16 );
-    const auto magnitude = int16_t( shifted( doubled, segment ) >> 1 );
-    return int16_t( flipped & 0x80 ? magnitude : -magnitude );
+    const uint16_t flipped = code ^ 0xD5,
+                   half = uint16_t( ( flipped & 0xF ) * 8 + 4 ); // half of a value without segment
+    const auto magnitude = int16_t( shifted( uint16_t( flipped & 0x70 ? half + 128 : 2 * half ), flipped >> 4 & 7 ) );
+    return int16_t( flipped & 0x80 ? -magnitude : magnitude );
 }
 
 constexpr uint8_t encodeMulaw( int value )
