@@ -23,6 +23,7 @@ struct Signal {
 
 // Source: the tones that administrations reported to the ITU, "Various tones used in national networks (according to
 // ITU-T Recommendation E.180)", and Supplement 2 to the E.180 series. Tones listed as modulated are products here.
+// script/national_tones compares them with another table; docs/tones.md lists the differences.
 struct Country {
     const char *name;
     Signal dial, busy, ringback;
