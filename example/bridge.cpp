@@ -50,7 +50,7 @@ static void addOptions( CommandLine &line, Options &options )
     line.addOption( "--threads", "N", options.threads, 256, "threads that run the rooms (default: 1)" );
     line.addOption( "--record", "FILE", settings.record,
         "record the sum of the callers of the first room, or, if FILE contains %, of each room; % becomes its name. "
-        "Files are complete when bridge has ended" );
+        "Files are complete when pcm-bridge has ended" );
     line.addOption( "--play", "FILE", settings.play, "play a file into each room from its start" );
     line.beginGroup( "Reports" );
     line.addFlag( "--status", settings.printsStatus,
