@@ -3,6 +3,7 @@
 site_test.py FOLDER [SCREENSHOT_FOLDER]
 """
 import sys
+import time
 import unittest
 from pathlib import Path
 from urllib.parse import unquote, urldefrag
@@ -53,6 +54,13 @@ class Site(unittest.TestCase):
             "features": [{"name": "prefers-color-scheme", "value": mode}]})
         self.browser.get((SITE / page).as_uri())
 
+    def wait_for(self, script, condition):
+        """Waits until the result of a script meets a condition."""
+        until = time.monotonic() + 20
+        while not condition(found := self.browser.execute_script(script)):
+            self.assertLess(time.monotonic(), until, found)
+            time.sleep(0.1)
+
     def test_links_and_titles(self):
         anchors, links = {}, set()
         pages = sorted(SITE.glob("*.html"))
@@ -77,16 +85,15 @@ class Site(unittest.TestCase):
     def test_search(self):
         self.open("index.html")
         self.browser.find_element(By.ID, "search").send_keys("gather")
-        found = {link.text for link in self.browser.find_elements(By.CSS_SELECTOR, "#found a")}
         functions = {name for name in (ROOT / "test/exports/pcm.txt").read_text().split() if "Gather" in name}
         self.assertGreater(len(functions), 10)
-        self.assertLessEqual(functions, found)
+        self.wait_for("return [...document.querySelectorAll('#found a')].map(link => link.textContent.trim())",
+                      lambda found: functions <= set(found))
         self.browser.find_element(By.ID, "search").send_keys(Keys.CONTROL, "a")
         self.browser.find_element(By.ID, "search").send_keys("pcmSrcGatherSamplesAdd", Keys.ENTER)
-        target = self.browser.execute_script(
-            "const target = document.querySelector(':target');"
-            " return (target.closest('tr') || target.nextElementSibling).textContent")
-        self.assertIn("pcmSrcGatherSamplesAdd", target)
+        self.wait_for("const target = document.querySelector(':target');"
+                      " return target ? (target.closest('tr') || target.nextElementSibling).textContent : ''",
+                      lambda target: "pcmSrcGatherSamplesAdd" in target)
 
     def test_look(self):
         for page in "index.html", "encodings.html", "pcm__packet_8h.html":
