@@ -73,7 +73,8 @@ def rate_state(choice, channels):
     numbers = [choice.choice((0, choice.randrange(-2**31, 2**31))) for _ in range(2 * min(max(channels, 0), 5))]
     pairs = tuple(zip(numbers[::2], numbers[1::2]))
     return choice.choice((None, None, (choice.randrange(-50, 0), pairs), (-1, pairs), (2**40, pairs), (1.5, pairs),
-                          (-1, pairs[1:]), (-1, list(pairs)), (-1, ((1.5, 2),) * len(pairs)), (-1, (3,) * len(pairs)), 7, (1,)))
+                          (-1, pairs[1:]), (-1, list(pairs)), (-1, ((1.5, 2),) * len(pairs)), (-1, (3,) * len(pairs)), (-1, ((1,),) * len(pairs)),
+                          (-1, ((1, 2, 3),) * len(pairs)), 7, (1,)))
 
 
 def arguments(choice, name):

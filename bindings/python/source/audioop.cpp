@@ -877,7 +877,9 @@ struct Converter {
                 PyErr_SetString( PyExc_TypeError, "ratecv(): illegal state argument" );
                 return false;
             }
-            if ( !PyArg_ParseTuple( pair, "ii:ratecv", &channel.previous, &channel.current ) ) return false;
+            if ( !PyArg_ParseTuple(
+                     pair, "ii;ratecv(): illegal state argument", &channel.previous, &channel.current ) )
+                return false;
         }
         return true;
     }
